@@ -1,0 +1,173 @@
+// workarea create|demo|info|use, tables list|fields|show, sql.
+#include <charconv>
+#include <cstdio>
+#include <iostream>
+
+#include "cli/cli.h"
+#include "workarea/demo_area.h"
+#include "workarea/null_value.h"
+#include "workarea/session.h"
+#include "workarea/table_store.h"
+#include "workarea/work_area.h"
+
+namespace sarnoth::cli {
+namespace {
+
+std::string cellText(const Value& v) {
+  if (auto* d = std::get_if<double>(&v)) {
+    float f = static_cast<float>(*d);
+    if (f == NULL_VALUE) return NULL_TEXT;
+    char buf[40];
+    // Values that are floats print in the float's shortest form.
+    auto r = static_cast<double>(f) == *d ? std::to_chars(buf, buf + sizeof buf, f)
+                                          : std::to_chars(buf, buf + sizeof buf, *d);
+    return std::string(buf, r.ptr);
+  }
+  return valueToText(v);
+}
+
+void printRows(Cursor& c, long long limit) {
+  int n = c.columnCount();
+  for (int i = 0; i < n; ++i) std::cout << (i ? "\t" : "") << c.columnName(i);
+  std::cout << "\n";
+  long long rows = 0;
+  while (c.next()) {
+    if (limit >= 0 && rows >= limit) {
+      ++rows;
+      continue;
+    }
+    for (int i = 0; i < n; ++i) std::cout << (i ? "\t" : "") << cellText(c.get(i));
+    std::cout << "\n";
+    ++rows;
+  }
+  if (limit >= 0 && rows > limit) std::cout << "… " << rows - limit << " more rows\n";
+  std::cerr << rows << " rows\n";
+}
+
+int runWorkarea(Args& a) {
+  std::string sub = a.pos(0);
+  std::string dir = a.pos(1);
+  if (sub == "create" || sub == "demo") {
+    if (dir.empty()) return failWith("usage: sarnoth-cli workarea " + sub + " DIR");
+    if (sub == "create") {
+      Outcome o = createWorkArea(dir, static_cast<float>(a.getDouble("unit", 1.0)));
+      if (!o) return failWith(o.message);
+      std::cout << "created empty work area " << withTrailingSeparator(dir) << "\n";
+      return 0;
+    }
+    DemoSummary s;
+    Outcome o = createDemoWorkArea(dir, static_cast<unsigned>(a.getInt("seed", 20261121)), &s);
+    if (!o) return failWith(o.message);
+    std::cout << "created demo work area " << withTrailingSeparator(dir) << "\n"
+              << "  " << kDemoSedimentTable << ": " << s.sediments << " samples, 12 elements\n"
+              << "  " << kDemoGravityTable << ": " << s.gravity << " stations\n"
+              << "  " << kDemoMagneticTable << ": " << s.magnetic << " points on 40 lines\n";
+    return 0;
+  }
+  if (sub == "use") {
+    if (dir.empty()) return failWith("usage: sarnoth-cli workarea use DIR");
+    std::string sys = executableDir();
+    std::string work = withTrailingSeparator(dir);
+    if (!writeSettingsFile(sys, work, "", work + "temp/"))
+      return failWith("无法写入 " + sys + kSettingsFile);
+    try {
+      createSystemDatabase(sys);
+    } catch (const StoreError& e) {
+      return failWith(e.what());
+    }
+    std::cout << "current work area: " << work << " (written to " << sys << kSettingsFile << ")\n";
+    return 0;
+  }
+  if (sub == "info") {
+    std::string work = dir.empty() ? workPath(a) : withTrailingSeparator(dir);
+    if (work.empty()) return failWith(kRefusalText);
+    try {
+      Database db = openWorkDatabase(work);
+      std::vector<std::string> reg, all;
+      listRegisteredTables(db, reg);
+      listDatabaseTables(db, all);
+      std::cout << "work area: " << work << "\nunit factor: " << readUnitFactor(work)
+                << "\nstore: " << db.path() << "\nregistered tables: " << reg.size()
+                << "\ntables in store: " << all.size() << "\n";
+      for (const auto& t : reg) std::cout << "  " << t << "\t" << db.rowCount(t) << " rows\n";
+    } catch (const StoreError& e) {
+      return failWith(e.what());
+    }
+    return 0;
+  }
+  return failWith("usage: sarnoth-cli workarea create|demo|info|use DIR");
+}
+
+int runTables(Args& a) {
+  std::string sub = a.pos(0);
+  std::string work = workPath(a);
+  if (work.empty()) return failWith(kRefusalText);
+  try {
+    Database db = openWorkDatabase(work);
+    if (sub == "list" || sub.empty()) {
+      std::vector<std::string> reg;
+      Cursor c = db.query(
+          "Select [SCHNO],[查询表名],[查询库名],[查询方式],[查询日期],[说明] From [TableInfo]");
+      printRows(c, -1);
+      return 0;
+    }
+    std::string table = a.pos(1);
+    if (table.empty()) return failWith("usage: sarnoth-cli tables " + sub + " TABLE");
+    if (!db.tableExists(table)) return failWith("数据表不存在: " + table);
+    if (sub == "fields") {
+      for (const auto& f : db.fields(table))
+        std::cout << f.name << "\t" << f.declared() << (f.isNumeric() ? "\tnumeric" : "") << "\n";
+      return 0;
+    }
+    if (sub == "show") {
+      Cursor c = db.query("Select * From " + bracket(table));
+      printRows(c, a.getInt("limit", 20));
+      return 0;
+    }
+  } catch (const StoreError& e) {
+    return failWith(e.what());
+  }
+  return failWith("usage: sarnoth-cli tables list|fields|show [TABLE]");
+}
+
+int runSql(Args& a) {
+  std::string stmt = a.pos(0);
+  if (stmt.empty()) return failWith("usage: sarnoth-cli sql \"<statement>\"");
+  std::string work = workPath(a);
+  if (work.empty()) return failWith(kRefusalText);
+  try {
+    Database db = openWorkDatabase(work);
+    std::string l;
+    for (char ch : stmt) l += static_cast<char>(std::tolower(static_cast<unsigned char>(ch)));
+    std::size_t first = l.find_first_not_of(" \t\r\n(");
+    bool isSelect = first != std::string::npos && l.compare(first, 6, "select") == 0;
+    bool selectInto = isSelect && l.find(" into ") != std::string::npos;
+    if (isSelect && !selectInto) {
+      Cursor c = db.query(stmt);
+      printRows(c, a.getInt("limit", -1));
+    } else {
+      long long n = db.execute(stmt);
+      std::cout << n << " rows affected\n";
+    }
+  } catch (const StoreError& e) {
+    return failWith(e.what());
+  }
+  return 0;
+}
+
+CommandRegistrar regWorkarea{{"workarea", "make, inspect and choose work areas",
+                              "usage: sarnoth-cli workarea create DIR [--unit F]\n"
+                              "       sarnoth-cli workarea demo DIR [--seed N]\n"
+                              "       sarnoth-cli workarea use DIR     (writes dmxsysset.log beside the program)\n"
+                              "       sarnoth-cli workarea info [DIR]",
+                              runWorkarea}};
+CommandRegistrar regTables{{"tables", "list registered tables, their fields and rows",
+                            "usage: sarnoth-cli tables list|fields TABLE|show TABLE [--limit N] "
+                            "[--workarea DIR]",
+                            runTables}};
+CommandRegistrar regSql{{"sql", "run one Jet-dialect statement on the work area's store",
+                         "usage: sarnoth-cli sql \"<statement>\" [--limit N] [--workarea DIR]",
+                         runSql}};
+
+}  // namespace
+}  // namespace sarnoth::cli
