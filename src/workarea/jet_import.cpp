@@ -62,18 +62,20 @@ T readLE(const unsigned char* p) {
   return v;
 }
 
-// Jet dates: days since 1899-12-30, the fraction the time of day.
+// Jet dates: days since 1899-12-30; the integer part is the day (negative before it), the
+// fraction's magnitude the time of day.
 std::string jetDate(double days) {
-  double whole = std::floor(days);
-  double frac = days - whole;
+  double whole = std::trunc(days);
+  double frac = std::fabs(days - whole);
   // 1899-12-30 is 25569 days before 1970-01-01.
   auto secs = static_cast<long long>((whole - 25569.0) * 86400.0) +
               static_cast<long long>(std::llround(frac * 86400.0));
   std::time_t t = static_cast<std::time_t>(secs);
   std::tm tm{};
   gmtime_r(&t, &tm);
-  char buf[32];
-  std::strftime(buf, sizeof buf, "%Y-%m-%d %H:%M:%S", &tm);
+  char buf[48];
+  std::snprintf(buf, sizeof buf, "%04d-%02d-%02d %02d:%02d:%02d", tm.tm_year + 1900, tm.tm_mon + 1,
+                tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec);
   return buf;
 }
 

@@ -34,6 +34,17 @@ bool isWordChar(char c) {
   throw StoreError(what.empty() ? msg : what + ": " + msg);
 }
 
+// A name quoted for SQLite itself: "a""b". Jet text uses brackets, which SQLite reads too but
+// without any escape for ']'; translateJetSql turns brackets into this form.
+std::string qid(const std::string& name) {
+  std::string out = "\"";
+  for (char c : name) {
+    out += c;
+    if (c == '"') out += '"';
+  }
+  return out + "\"";
+}
+
 // The float null as SQL text: the double nearest the float, which round-trips exactly.
 std::string nullLiteral() {
   char buf[40];
@@ -439,7 +450,12 @@ std::string translateJetSql(const std::string& s) {
         }
         ++j;
       }
-      out.append(s, i, std::min(j + 1, s.size()) - i);
+      std::string name;
+      for (std::size_t k = i + 1; k < std::min(j, s.size()); ++k) {
+        name += s[k];
+        if (s[k] == ']' && k + 1 < s.size() && s[k + 1] == ']') ++k;
+      }
+      out += qid(name);
       i = j + 1;
       prevWord.clear();
       continue;
@@ -704,7 +720,7 @@ std::int64_t Database::executeSelectInto(const std::string& jetSql,
   if (own) begin();
   try {
     createTable(table, defs);
-    std::string ins = "INSERT INTO " + bracket(table) + " " + sql;
+    std::string ins = "INSERT INTO " + qid(table) + " " + sql;
     sqlite3_stmt* is = prepare(db_, ins);
     StmtGuard ig{is};
     bindAll(is, params);
@@ -765,10 +781,10 @@ std::vector<FieldDef> Database::fields(const std::string& table) const {
 
 void Database::createTable(const std::string& name, const std::vector<FieldDef>& fields) {
   if (fields.empty()) throw StoreError("Table '" + name + "' must have at least one field.");
-  std::string sql = "CREATE TABLE " + bracket(name) + " (";
+  std::string sql = "CREATE TABLE " + qid(name) + " (";
   for (std::size_t i = 0; i < fields.size(); ++i) {
     if (i) sql += ", ";
-    sql += bracket(fields[i].name) + " " + fields[i].declared();
+    sql += qid(fields[i].name) + " " + fields[i].declared();
   }
   sql += ")";
   char* err = nullptr;
@@ -780,7 +796,7 @@ void Database::createTable(const std::string& name, const std::vector<FieldDef>&
 }
 
 void Database::dropTable(const std::string& name) {
-  std::string sql = "DROP TABLE " + bracket(name);
+  std::string sql = "DROP TABLE " + qid(name);
   char* err = nullptr;
   if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &err) != SQLITE_OK) {
     std::string msg = err ? err : "DROP TABLE failed";
@@ -797,8 +813,8 @@ std::int64_t Database::rowCount(const std::string& table) {
 void Database::roundSingles(const std::string& table) {
   for (const auto& f : fields(table)) {
     if (f.type != JetType::Single) continue;
-    std::string c = bracket(f.name);
-    std::string sql = "UPDATE " + bracket(table) + " SET " + c + " = sarnoth_single(" + c +
+    std::string c = qid(f.name);
+    std::string sql = "UPDATE " + qid(table) + " SET " + c + " = sarnoth_single(" + c +
                       ") WHERE typeof(" + c + ")='real' AND " + c + " <> sarnoth_single(" + c +
                       ")";
     char* err = nullptr;
@@ -881,7 +897,7 @@ Recordset Recordset::openTable(Database& db, const std::string& table) {
   if (!db.tableExists(table)) throw StoreError("The Microsoft Jet database engine cannot find the input table or query '" + table + "'.");
   r.table_ = table;
   r.fields_ = db.fields(table);
-  sqlite3_stmt* st = prepare(db.handle(), "SELECT rowid, * FROM " + bracket(table) + " ORDER BY rowid");
+  sqlite3_stmt* st = prepare(db.handle(), "SELECT rowid, * FROM " + qid(table) + " ORDER BY rowid");
   StmtGuard g{st};
   int rc;
   while ((rc = sqlite3_step(st)) == SQLITE_ROW) {
@@ -1003,7 +1019,7 @@ void Recordset::update() {
     if (touched_[k]) cols.push_back(k);
   sqlite3* h = db_->handle();
   if (mode_ == EditMode::Add) {
-    std::string sql = "INSERT INTO " + bracket(table_);
+    std::string sql = "INSERT INTO " + qid(table_);
     if (cols.empty()) {
       sql += " DEFAULT VALUES";
     } else {
@@ -1014,7 +1030,7 @@ void Recordset::update() {
           sql += ", ";
           vals += ", ";
         }
-        sql += bracket(fields_[cols[j]].name);
+        sql += qid(fields_[cols[j]].name);
         vals += "?";
       }
       sql += ") VALUES (" + vals + ")";
@@ -1028,10 +1044,10 @@ void Recordset::update() {
     rows_.push_back(buffer_);
   } else {
     if (!cols.empty()) {
-      std::string sql = "UPDATE " + bracket(table_) + " SET ";
+      std::string sql = "UPDATE " + qid(table_) + " SET ";
       for (std::size_t j = 0; j < cols.size(); ++j) {
         if (j) sql += ", ";
-        sql += bracket(fields_[cols[j]].name) + " = ?";
+        sql += qid(fields_[cols[j]].name) + " = ?";
       }
       sql += " WHERE rowid = ?";
       sqlite3_stmt* st = prepare(h, sql);
@@ -1052,7 +1068,7 @@ void Recordset::remove() {
   if (!editable()) throw StoreError("Database or object is read-only.");
   if (eof() || bof()) throw StoreError("No current record.");
   sqlite3* h = db_->handle();
-  sqlite3_stmt* st = prepare(h, "DELETE FROM " + bracket(table_) + " WHERE rowid = ?");
+  sqlite3_stmt* st = prepare(h, "DELETE FROM " + qid(table_) + " WHERE rowid = ?");
   StmtGuard g{st};
   sqlite3_bind_int64(st, 1, rowids_[static_cast<std::size_t>(pos_)]);
   if (sqlite3_step(st) != SQLITE_DONE) fail(h, "");
@@ -1067,14 +1083,14 @@ TableWriter::TableWriter(Database& db, const std::string& table,
     : db_(db) {
   auto defs = db.fields(table);
   if (defs.empty()) throw StoreError("The Microsoft Jet database engine cannot find the input table or query '" + table + "'.");
-  std::string sql = "INSERT INTO " + bracket(table) + " (";
+  std::string sql = "INSERT INTO " + qid(table) + " (";
   std::string vals;
   for (std::size_t i = 0; i < columns.size(); ++i) {
     if (i) {
       sql += ", ";
       vals += ", ";
     }
-    sql += bracket(columns[i]);
+    sql += qid(columns[i]);
     vals += "?";
     bool single = false;
     for (const auto& d : defs)
