@@ -13,6 +13,10 @@ constexpr std::size_t kReadBuffer = 1 << 20;
 constexpr std::size_t kWriteBuffer = 4 << 20;
 // No number item is longer than this; a longer run of characters is not a number.
 constexpr std::size_t kMaxNumberItem = 128;
+// Text items and lines longer than these are not what any grid format holds: the read fails
+// rather than take a binary file into memory.
+constexpr std::size_t kMaxTextItem = 4096;
+constexpr std::size_t kMaxLine = 1 << 16;
 
 bool isBlank(char c) { return c == ' ' || c == '\t'; }
 bool isBreak(char c) { return c == '\r' || c == '\n'; }
@@ -136,10 +140,16 @@ bool ItemReader::readText(std::string& out) {
   if (!fill(1)) return false;
   if (buf_[pos_] == '"') {
     ++pos_;
-    while (fill(1) && buf_[pos_] != '"' && !isBreak(buf_[pos_])) out.push_back(buf_[pos_++]);
+    while (fill(1) && buf_[pos_] != '"' && !isBreak(buf_[pos_])) {
+      if (out.size() >= kMaxTextItem) return false;
+      out.push_back(buf_[pos_++]);
+    }
     if (fill(1) && buf_[pos_] == '"') ++pos_;
   } else {
-    while (fill(1) && buf_[pos_] != ',' && !isBreak(buf_[pos_])) out.push_back(buf_[pos_++]);
+    while (fill(1) && buf_[pos_] != ',' && !isBreak(buf_[pos_])) {
+      if (out.size() >= kMaxTextItem) return false;
+      out.push_back(buf_[pos_++]);
+    }
     while (!out.empty() && isBlank(out.back())) out.pop_back();
   }
   skipBlanks();
@@ -155,7 +165,10 @@ int ItemReader::peek() {
 bool ItemReader::readLine(std::string& out) {
   out.clear();
   if (!fill(1)) return false;
-  while (fill(1) && buf_[pos_] != '\n') out.push_back(buf_[pos_++]);
+  while (fill(1) && buf_[pos_] != '\n') {
+    if (out.size() >= kMaxLine) return false;
+    out.push_back(buf_[pos_++]);
+  }
   if (fill(1)) ++pos_;  // the LF
   if (!out.empty() && out.back() == '\r') out.pop_back();
   return true;

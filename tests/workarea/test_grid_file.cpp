@@ -153,6 +153,7 @@ TEST(AsciiGrid, FailureStagesLeaveNoTarget) {
   } cases[] = {
       {"magic", "#SRNTHGRIDB#\nC-Data\n", kGridBadFormat},
       {"empty", "", kGridBadFormat},
+      {"binary", std::string(1 << 20, '\x7f'), kGridBadFormat},
       {"header", "#SRNTHGRIDA#\nC-Data\n0,0\n0\n3\n", kGridConvertFailed},
       {"values", head + "1,2,3\n4,5\n", kGridConvertFailed},
       {"garbage", head + "1,2,x3\n4,5,6\n", kGridConvertFailed},
