@@ -579,6 +579,10 @@ Database Database::open(const std::string& path, bool create) {
     throw StoreError(msg);
   }
   sqlite3_busy_timeout(d.db_, 3000);
+  // A quoted name that matches no column must be an error, never a string: the dialect's
+  // [names] arrive here quoted.
+  sqlite3_db_config(d.db_, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
+  sqlite3_db_config(d.db_, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
   sqlite3_extended_result_codes(d.db_, 0);
   // Touch the catalogue so that a file that is not a database fails here, not in a tool.
   char* err = nullptr;

@@ -137,6 +137,8 @@ TEST_F(StoreTest, DialectRewrites) {
   EXPECT_EQ(valueToDouble(db.scalar("Select 7 Mod 3")), 1);
   EXPECT_EQ(valueToText(db.scalar("Select #2024/3/5#")), "2024-03-05");
   EXPECT_EQ(valueToText(db.scalar("Select Mid('横坐标X', 2, 2)")), "坐标");
+  // A misspelt field is an error, not a string constant.
+  EXPECT_THROW(db.scalar("Select [Auu] From [样品 1]"), StoreError);
 }
 
 TEST_F(StoreTest, SinglesAreRoundedOnEveryWrite) {
