@@ -60,7 +60,7 @@ Args parseArgs(int argc, char** argv, int first) {
         // A value follows unless the next word is itself an option. Flags that never take a
         // value are listed so that "--yes file" keeps the file positional.
         static const char* kFlags[] = {"yes", "no", "overwrite", "help", "nulls-empty",
-                                       "skip-nulls", "keep-nulls", "quiet", "verbose", "json"};
+                                       "skip-nulls", "keep-nulls", "quiet", "verbose", "json", "polygons"};
         bool isFlag = false;
         for (const char* f : kFlags)
           if (name == f) isFlag = true;
