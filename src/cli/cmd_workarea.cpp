@@ -155,12 +155,13 @@ int runSql(Args& a) {
   return 0;
 }
 
-CommandRegistrar regWorkarea{{"workarea", "make, inspect and choose work areas",
-                              "usage: sarnoth-cli workarea create DIR [--unit F]\n"
-                              "       sarnoth-cli workarea demo DIR [--seed N]\n"
-                              "       sarnoth-cli workarea use DIR     (writes dmxsysset.log beside the program)\n"
-                              "       sarnoth-cli workarea info [DIR]",
-                              runWorkarea}};
+CommandRegistrar regWorkarea{
+    {"workarea", "make, inspect and choose work areas",
+     "usage: sarnoth-cli workarea create DIR [--unit F]\n"
+     "       sarnoth-cli workarea demo DIR [--seed N]\n"
+     "       sarnoth-cli workarea use DIR     (writes dmxsysset.log beside the program)\n"
+     "       sarnoth-cli workarea info [DIR]",
+     runWorkarea}};
 CommandRegistrar regTables{{"tables", "list registered tables, their fields and rows",
                             "usage: sarnoth-cli tables list|fields TABLE|show TABLE [--limit N] "
                             "[--workarea DIR]",
