@@ -1,16 +1,13 @@
 // The colour scale: palette files, the default ramp and colour table as shipped, the four
 // grading rules on data with known answers, number formatting and level editing.
-#include "workarea/palette.h"
-
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
+#include "test_support.h"
 #include "workarea/null_value.h"
+#include "workarea/palette.h"
 
 namespace sarnoth {
 namespace {
@@ -22,25 +19,13 @@ const std::string kTablePath = SARNOTH_SOURCE_DIR "/resources/syslib/syscolor.tb
 
 class PaletteTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() /
-           ("sarnoth_pal_" + std::to_string(::getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
+  std::string path(const std::string& name) const { return tmp_.file(name); }
+  void put(const std::string& name, const std::string& bytes) const {
+    test::writeFile(path(name), bytes);
   }
-  void TearDown() override { fs::remove_all(dir_); }
-  std::string path(const std::string& name) const { return (dir_ / name).string(); }
-  void put(const std::string& name, const std::string& text) const {
-    std::ofstream(path(name), std::ios::binary) << text;
-  }
-  std::string get(const std::string& name) const {
-    std::ifstream in(path(name), std::ios::binary);
-    std::ostringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-  }
-  fs::path dir_;
+  std::string get(const std::string& name) const { return test::readFile(path(name)); }
+
+  test::TempDir tmp_;
 };
 
 ColourScale sampleScale() {

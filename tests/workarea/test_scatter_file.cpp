@@ -1,15 +1,12 @@
 // Scatter files against hand-made bytes: the binary and ASCII layouts, the older VLQ2SCAT
 // import, the MapGIS and CSV exports, the table export round trip and malformed files.
-#include "workarea/scatter_file.h"
-
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
+#include "test_support.h"
+#include "workarea/scatter_file.h"
 #include "workarea/table_store.h"
 #include "workarea/text_codec.h"
 
@@ -20,27 +17,13 @@ namespace fs = std::filesystem;
 
 class ScatterFileTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() /
-           ("sarnoth_scatter_" + std::to_string(::getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-
-  std::string path(const std::string& name) const { return (dir_ / name).string(); }
+  std::string path(const std::string& name) const { return tmp_.file(name); }
   void put(const std::string& name, const std::string& bytes) const {
-    std::ofstream(path(name), std::ios::binary) << bytes;
+    test::writeFile(path(name), bytes);
   }
-  std::string get(const std::string& name) const {
-    std::ifstream in(path(name), std::ios::binary);
-    std::ostringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-  }
+  std::string get(const std::string& name) const { return test::readFile(path(name)); }
 
-  fs::path dir_;
+  test::TempDir tmp_;
 };
 
 template <typename T>

@@ -1,11 +1,9 @@
 // Coordinate files (*.gph) and the profile-file check, against hand-made text.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
+#include "test_support.h"
 #include "workarea/scatter_file.h"
 #include "workarea/text_codec.h"
 
@@ -16,25 +14,13 @@ namespace fs = std::filesystem;
 
 class GphFileTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() /
-           ("sarnoth_gph_" + std::to_string(::getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
+  std::string path(const std::string& name) const { return tmp_.file(name); }
+  void put(const std::string& name, const std::string& bytes) const {
+    test::writeFile(path(name), bytes);
   }
-  void TearDown() override { fs::remove_all(dir_); }
-  std::string path(const std::string& name) const { return (dir_ / name).string(); }
-  void put(const std::string& name, const std::string& text) const {
-    std::ofstream(path(name), std::ios::binary) << text;
-  }
-  std::string get(const std::string& name) const {
-    std::ifstream in(path(name), std::ios::binary);
-    std::ostringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-  }
-  fs::path dir_;
+  std::string get(const std::string& name) const { return test::readFile(path(name)); }
+
+  test::TempDir tmp_;
 };
 
 TEST_F(GphFileTest, ReadsEveryElementKindAndCarriesExtraItems) {
