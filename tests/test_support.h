@@ -1,6 +1,8 @@
 // Small helpers shared by the tests: scratch directories and the shared data folder.
 #pragma once
 
+#include <array>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -45,9 +47,27 @@ inline std::string readFile(const std::string& path) {
 
 // ../shared/data beside the project, or "" when it is absent.
 inline std::string sharedData(const std::string& rel) {
-  std::filesystem::path p = std::filesystem::path(SARNOTH_SOURCE_DIR) / ".." / "shared" / "data" / rel;
+  std::filesystem::path p =
+      std::filesystem::path(SARNOTH_SOURCE_DIR) / ".." / "shared" / "data" / rel;
   std::error_code ec;
   return std::filesystem::exists(p, ec) ? p.string() : std::string();
+}
+
+struct CliResult {
+  int status;       // as pclose returns it: 0 on success
+  std::string out;  // stdout and stderr together
+};
+
+// Runs the built sarnoth-cli with `args` (shell words) and collects what it printed.
+inline CliResult runCli(const std::string& args) {
+  std::string cmd = std::string(SARNOTH_BIN_DIR) + "/sarnoth-cli " + args + " 2>&1";
+  CliResult r{0, {}};
+  FILE* p = popen(cmd.c_str(), "r");
+  if (!p) return {-1, "popen failed"};
+  std::array<char, 4096> buf{};
+  while (std::size_t n = std::fread(buf.data(), 1, buf.size(), p)) r.out.append(buf.data(), n);
+  r.status = pclose(p);
+  return r;
 }
 
 }  // namespace sarnoth::test

@@ -17,7 +17,8 @@ class StoreTest : public ::testing::Test {
   Database db;
 
   void makeSamples() {
-    db.execute("CREATE TABLE [样品 1] ([X] SINGLE, [Y] DOUBLE, [地层] TEXT(20), [Au] SINGLE, [N] LONG)");
+    db.execute(
+        "CREATE TABLE [样品 1] ([X] SINGLE, [Y] DOUBLE, [地层] TEXT(20), [Au] SINGLE, [N] LONG)");
     TableWriter w(db, "样品 1", {"X", "Y", "地层", "Au", "N"});
     const char* units[] = {"寒武系", "奥陶系"};
     for (int i = 0; i < 10; ++i) {
@@ -55,8 +56,8 @@ TEST_F(StoreTest, NullLiteralMeansTheFloatNull) {
   // The assignment form of the superposition tools.
   db.execute("Update [样品 1] Set [Au] =-1E+38  Where [N] = 5");
   EXPECT_EQ(valueToDouble(db.scalar("Select Count(*) From [样品 1] Where [Au] = -1E+38")), 2);
-  float stored = static_cast<float>(
-      valueToDouble(db.scalar("Select [Au] From [样品 1] Where [N] = 5")));
+  float stored =
+      static_cast<float>(valueToDouble(db.scalar("Select [Au] From [样品 1] Where [N] = 5")));
   EXPECT_EQ(floatBits(stored), 0xFE967699u);
   // Inside a string the text stays text.
   EXPECT_EQ(valueToText(db.scalar("Select '-1E+38'")), "-1E+38");
@@ -125,7 +126,8 @@ TEST_F(StoreTest, OddNamesWorkEverywhere) {
 
 TEST_F(StoreTest, DialectRewrites) {
   makeSamples();
-  EXPECT_EQ(valueToText(db.scalar("Select \"ab\" & 'c' & [N] From [样品 1] Where [N] = 2")), "abc2");
+  EXPECT_EQ(valueToText(db.scalar("Select \"ab\" & 'c' & [N] From [样品 1] Where [N] = 2")),
+            "abc2");
   EXPECT_EQ(valueToDouble(db.scalar("Select Count(*) From [样品 1] Where [地层] Like '寒*'")), 5);
   Cursor c = db.query("Select Top 3 [N] From [样品 1] Order By [N] Desc");
   int rows = 0;
@@ -135,6 +137,8 @@ TEST_F(StoreTest, DialectRewrites) {
   EXPECT_EQ(valueToDouble(db.scalar("Select 7 Mod 3")), 1);
   EXPECT_EQ(valueToText(db.scalar("Select #2024/3/5#")), "2024-03-05");
   EXPECT_EQ(valueToText(db.scalar("Select Mid('横坐标X', 2, 2)")), "坐标");
+  // A misspelt field is an error, not a string constant.
+  EXPECT_THROW(db.scalar("Select [Auu] From [样品 1]"), StoreError);
 }
 
 TEST_F(StoreTest, SinglesAreRoundedOnEveryWrite) {
