@@ -257,9 +257,4 @@ char* formatFloat(char* out, float v) {
   return r.ptr;
 }
 
-std::string floatText(float v) {
-  char b[32];
-  return std::string(b, formatFloat(b, v));
-}
-
 }  // namespace sarnoth

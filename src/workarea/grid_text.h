@@ -92,7 +92,7 @@ class TextWriter {
 };
 
 // The shortest text of a single-precision value, exponent in upper case. `out` holds 32 bytes.
+// (scatter_file.h's floatText gives the same text as a string.)
 char* formatFloat(char* out, float v);
-std::string floatText(float v);
 
 }  // namespace sarnoth

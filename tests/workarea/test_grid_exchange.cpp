@@ -6,6 +6,7 @@
 #include "test_support.h"
 #include "workarea/grid_exchange.h"
 #include "workarea/grid_samples.h"
+#include "workarea/scatter_file.h"
 
 namespace sarnoth {
 namespace {
@@ -137,6 +138,19 @@ TEST(FlatExports, WriteTheHeaderLineAndOneValuePerLine) {
   EXPECT_EQ(readFile(t.file("s.dat")),
             "#SRNTHSCATA#\r\nC-Data\r\n6\r\n-1E+38\r\n3\r\nXX,YY,VV\r\n10,20,1\r\n15,20,2\r\n"
             "20,20,3\r\n10,22.5,4\r\n15,22.5,-1E+38\r\n20,22.5,6.5\r\n#ENDDATA#\r\n");
+}
+
+TEST(FlatExports, ScatterTextIsWhatTheScatterModuleWritesAndReads) {
+  TempDir t;
+  Grid g = sampleGrid(6, 4, 431250.5f, 3712300.25f, 25, 12.5f);
+  ASSERT_EQ(writeGridScatterAscii(t.file("ours.dat"), g), kGridOk);
+  ScatterFile f = scatterFromGridNodes(g.header.x0, g.header.y0, g.header.dx, g.header.dy,
+                                       g.header.nx, g.header.ny, g.nodes);
+  ASSERT_EQ(writeAsciiScatter(t.file("theirs.dat"), f), ScatterError::None);
+  EXPECT_EQ(readFile(t.file("ours.dat")), readFile(t.file("theirs.dat")));
+  ScatterReadResult r = readAsciiScatter(t.file("ours.dat"));
+  ASSERT_TRUE(r.ok());
+  EXPECT_EQ(r.file.values, f.values);
 }
 
 std::string vlq2File(std::int16_t nx, std::int16_t ny, const std::vector<float>& nodes,
