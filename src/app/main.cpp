@@ -12,8 +12,8 @@ int main(int argc, char** argv) {
   // Simplified Chinese glyphs first: left to the font fallback, Han characters may come from a
   // Japanese or Korean face.
   QFont font = QApplication::font();
-  font.setFamilies({"Noto Sans CJK SC", "Source Han Sans SC", "WenQuanYi Micro Hei",
-                    font.family()});
+  font.setFamilies(
+      {"Noto Sans CJK SC", "Source Han Sans SC", "WenQuanYi Micro Hei", font.family()});
   QApplication::setFont(font);
   auto window = sarnoth::gui::startWorkbench(sarnoth::executableDir());
   if (!window) return 0;
