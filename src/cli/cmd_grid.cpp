@@ -6,6 +6,7 @@
 #include "workarea/grid_exchange.h"
 #include "workarea/grid_file.h"
 #include "workarea/grid_gdal.h"
+#include "workarea/grid_info.h"
 #include "workarea/path_resolver.h"
 #include "workarea/session.h"
 
@@ -75,7 +76,9 @@ int runInfo(Args& a) {
   GridReadResult r = readGridHeader(path);
   if (r.error == GridError::BadMagic) return failWith(kMsgNotGrid);
   if (!r.ok()) return fail(gridStatusOf(r.error), gridErrorDetail(r.error));
-  std::cout << gridInfoText(r.grid.header);
+  std::string text = gridInfoText(r.grid.header);
+  std::erase(text, '\r');
+  std::cout << text;
   if (a.has("verbose"))
     std::cout << "magic:  " << r.grid.header.magic << "\n处理方法:  " << r.grid.header.method
               << "\n";

@@ -78,11 +78,6 @@ GridError readHeaderFrom(std::FILE* f, std::int64_t size, GridHeader& h) {
   return GridError::None;
 }
 
-std::string numText(float v) {
-  char b[32];
-  return std::string(b, formatFloat(b, v));
-}
-
 // One data node into the running extremes and the count.
 void addToStats(GridHeader& h, float v) {
   if (v > h.zMax) h.zMax = v;
@@ -353,28 +348,6 @@ int convertGridToAscii(const std::string& sourcePath, const std::string& targetP
   GridReadResult r = readGrid(sourcePath);
   if (!r.ok()) return gridStatusOf(r.error);
   return writeAsciiGrid(targetPath, r.grid, progress, magic);
-}
-
-std::string gridInfoText(const GridHeader& h) {
-  std::string t;
-  auto line = [&t](const std::string& s) { t += s + "\n"; };
-  line("  ");
-  line("--------- 网格数据特征信息 --------");
-  line("  ");
-  line("  左下角横坐标: " + numText(h.x0));
-  line("  左下角纵坐标: " + numText(h.y0));
-  line("  数据列数:     " + std::to_string(h.nx));
-  line("  数据行数:     " + std::to_string(h.ny));
-  line("  横向网格距:   " + numText(h.dx));
-  line("  纵向网格距:   " + numText(h.dy));
-  line("  方位角:       " + numText(h.angle));
-  line("  特征值:       " + numText(h.nullValue));
-  line("  有效数据点数: " + std::to_string(h.validCount));
-  line("  最大值:       " + numText(h.zMax));
-  line("  最小值:       " + numText(h.zMin));
-  line("  数据注释:  " + h.note);
-  line("-------------------------------------");
-  return t;
 }
 
 }  // namespace sarnoth

@@ -145,7 +145,6 @@ int convertGridToAscii(const std::string& sourcePath, const std::string& targetP
 // The status of a failed binary read, in conversion terms.
 int gridStatusOf(GridError error);
 
-// The header as the information view of the grid pickers lists it ("网格数据特征信息").
-std::string gridInfoText(const GridHeader& header);
+// The information view of a header (gridInfoText) lives in grid_info.h.
 
 }  // namespace sarnoth

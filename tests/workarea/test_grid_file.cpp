@@ -214,17 +214,5 @@ TEST(AsciiGrid, NumbersAreTheShortestSinglePrecisionText) {
   EXPECT_EQ(shortText(123456.7f), "123456.7");
 }
 
-TEST(GridInfo, ListsTheHeaderAsThePickersInformationViewDoes) {
-  Grid g = sampleGrid(4, 3);
-  g.header.note = "note";
-  std::string text = gridInfoText(g.header);
-  EXPECT_NE(text.find("--------- 网格数据特征信息 --------\n"), std::string::npos);
-  EXPECT_NE(text.find("  左下角横坐标: 500.5\n  左下角纵坐标: 3200.25\n  数据列数:     4\n"),
-            std::string::npos);
-  EXPECT_NE(text.find("  特征值:       -1E+38\n  有效数据点数: 10\n"), std::string::npos);
-  EXPECT_NE(text.find("  数据注释:  note\n-------------------------------------\n"),
-            std::string::npos);
-}
-
 }  // namespace
 }  // namespace sarnoth
