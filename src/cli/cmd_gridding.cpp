@@ -26,7 +26,8 @@ const char* kUsage =
     "  automatic geometry), with a spacing of 2000 above 100000 and 2 otherwise. The search\n"
     "  radius is 2.5 spacings unless given; --rect searches a rectangle RX by RY. --par is the\n"
     "  exponent of idw (default 2), the factor of exp (5), the search points of kriging (6).\n"
-    "  --sectors turns the azimuth search on (mean, median, idw, exp). --min-points, --max-points,\n"
+    "  --sectors turns the azimuth search on (mean, median, idw, exp). --min-points, "
+    "--max-points,\n"
     "  --cap and --decimals are the window's feature settings (特征数据设置). --yes overwrites an\n"
     "  existing grid. Progress goes to stderr; kriging prints the variogram it fitted.";
 
@@ -56,10 +57,11 @@ bool parseMethod(const std::string& s, GridMethod& m) {
 }
 
 bool parseKind(const std::string& s, KrigingKind& k) {
-  static const std::pair<const char*, KrigingKind> t[] = {
-      {"ordinary", KrigingKind::Ordinary},     {"universal", KrigingKind::Universal},
-      {"lognormal", KrigingKind::Lognormal},   {"lognormal3", KrigingKind::Lognormal3},
-      {"indicator", KrigingKind::Indicator}};
+  static const std::pair<const char*, KrigingKind> t[] = {{"ordinary", KrigingKind::Ordinary},
+                                                          {"universal", KrigingKind::Universal},
+                                                          {"lognormal", KrigingKind::Lognormal},
+                                                          {"lognormal3", KrigingKind::Lognormal3},
+                                                          {"indicator", KrigingKind::Indicator}};
   for (const auto& [name, kind] : t)
     if (s == name) {
       k = kind;
@@ -172,9 +174,8 @@ int runGriddingCommand(Args& a) {
       // The cap box holds the field's maximum, as the window fills it.
       try {
         Database db = openWorkDatabase(work);
-        Value mx = db.scalar("Select MAX(" + bracket(job.valueField) + ") From " +
-                             bracket(table) + " Where " + bracket(job.valueField) +
-                             " <> -1E+38");
+        Value mx = db.scalar("Select MAX(" + bracket(job.valueField) + ") From " + bracket(table) +
+                             " Where " + bracket(job.valueField) + " <> -1E+38");
         if (!isNull(mx)) set.highValueCap = static_cast<float>(valueToDouble(mx));
       } catch (const StoreError&) {
       }
@@ -188,10 +189,10 @@ int runGriddingCommand(Args& a) {
   if (!r.outcome) return failWith(r.outcome.message);
   const GridHeader& h = r.grid.header;
   std::printf("%s\n  %d x %d nodes, dx %g, dy %g, origin (%.2f, %.2f)\n", r.path.c_str(), h.nx,
-              h.ny, static_cast<double>(h.dx), static_cast<double>(h.dy),
-              static_cast<double>(h.x0), static_cast<double>(h.y0));
-  std::printf("  valid nodes %d, min %.9g, max %.9g\n", h.validCount,
-              static_cast<double>(h.zMin), static_cast<double>(h.zMax));
+              h.ny, static_cast<double>(h.dx), static_cast<double>(h.dy), static_cast<double>(h.x0),
+              static_cast<double>(h.y0));
+  std::printf("  valid nodes %d, min %.9g, max %.9g\n", h.validCount, static_cast<double>(h.zMin),
+              static_cast<double>(h.zMax));
   for (const auto& v : r.variograms) {
     std::printf("  variogram: spherical nugget=%.9g sill=%.9g range=%.9g pairs=%d%s", v.nugget,
                 v.sill, v.range, v.pairs, v.degenerate ? " (zero: pure-nugget limit)" : "");

@@ -1,5 +1,7 @@
 #include "prep/gridding.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -8,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 
 #include "closed/fractal_proc.h"
 #include "workarea/path_resolver.h"
@@ -152,6 +155,83 @@ bool TablePointSource::next(ScatterPoint& p) {
   return true;
 }
 
+// ---- the sector rule of the azimuth search
+
+namespace {
+
+// Floats in their numeric order as unsigned keys (-0 just below +0).
+std::uint32_t orderKey(float f) {
+  std::uint32_t u = floatBits(f);
+  return (u & 0x80000000u) ? ~u : (u | 0x80000000u);
+}
+
+float fromKey(std::uint32_t k) {
+  std::uint32_t u = (k & 0x80000000u) ? (k & 0x7FFFFFFFu) : ~k;
+  float f;
+  std::memcpy(&f, &u, sizeof f);
+  return f;
+}
+
+}  // namespace
+
+SectorRule::SectorRule(int sectors)
+    : sectors_(sectors), width_(360.0f / static_cast<float>(sectors)) {
+  // Three pieces on which the sector never falls as t = sy/sx rises: sx > 0 with t < 0 (the
+  // angle gets 360 added), sx > 0 with t from -0 up, and sx < 0 (180 added).
+  const std::uint32_t kNegInf = orderKey(-INFINITY), kPosInf = orderKey(INFINITY);
+  const std::uint32_t kNegZero = orderKey(-0.0f);
+  const struct {
+    std::uint32_t lo, hi;
+    bool sxPositive;
+  } spans[3] = {
+      {kNegInf, kNegZero - 1, true}, {kNegZero, kPosInf, true}, {kNegInf, kPosInf, false}};
+  for (int p = 0; p < 3; ++p) {
+    Piece& piece = pieces_[p];
+    auto at = [&](std::uint32_t k) {
+      // sx = ±1 with sy chosen so that sy / sx is the key's float exactly
+      return spans[p].sxPositive ? direct(1.0f, fromKey(k)) : direct(-1.0f, -fromKey(k));
+    };
+    piece.base = at(spans[p].lo);
+    const int top = at(spans[p].hi);
+    for (int j = piece.base + 1; j <= top; ++j) {
+      // The smallest key whose sector reaches j.
+      std::uint32_t lo = spans[p].lo, hi = spans[p].hi;
+      while (lo < hi) {
+        std::uint32_t mid = lo + (hi - lo) / 2;
+        if (at(mid) >= j)
+          hi = mid;
+        else
+          lo = mid + 1;
+      }
+      piece.start.push_back(lo);
+    }
+  }
+}
+
+int SectorRule::direct(float sx, float sy) const {
+  float angle = static_cast<float>(std::atan(static_cast<double>(sy / sx)) * 180.0 / 3.14159);
+  if (!(sx > 0))
+    angle += 180.0f;
+  else if (angle < 0)
+    angle += 360.0f;
+  int s = 0;
+  if (angle >= 0.001f)
+    s = static_cast<int>(std::floor((static_cast<double>(angle) - 0.001) / width_));
+  return std::clamp(s, 0, sectors_ - 1);
+}
+
+int SectorRule::lookup(float sx, float sy) const {
+  const float t = sy / sx;
+  const std::uint32_t k = orderKey(t);
+  const Piece& piece = sx > 0 ? pieces_[k < orderKey(-0.0f) ? 0 : 1] : pieces_[2];
+  int s = piece.base;
+  for (std::uint32_t start : piece.start) {
+    if (k < start) break;
+    ++s;
+  }
+  return s;
+}
+
 // ---- the computations
 // ----------------------------------------------------------------------------
 
@@ -200,6 +280,48 @@ void stepProgress(Progress& progress, std::int64_t i) {
   if ((i & (kPumpEvery - 1)) == 0) {
     progress.setValue(i);
     progress.pump();
+  }
+}
+
+// Feeds the records to `visit` in table order. Records are read in blocks, and `ahead` sees each
+// record a few places before `visit` does, so that the nodes of its window are already on their
+// way into the cache: with points in no spatial order the accumulation is bound by memory.
+template <class Ahead, class Visit>
+void streamRecords(PointSource& points, Progress& progress, Ahead&& ahead, Visit&& visit) {
+  constexpr std::size_t kBlock = 4096, kAhead = 6;
+  std::vector<ScatterPoint> block(kBlock);
+  std::int64_t rec = 0;
+  for (;;) {
+    std::size_t m = 0;
+    while (m < kBlock && points.next(block[m])) ++m;
+    for (std::size_t i = 0; i < std::min(kAhead, m); ++i) ahead(block[i]);
+    for (std::size_t i = 0; i < m; ++i) {
+      if (i + kAhead < m) ahead(block[i + kAhead]);
+      stepProgress(progress, rec++);
+      visit(block[i]);
+    }
+    if (m < kBlock) break;
+  }
+}
+
+// Touches the cache lines of the window rows of a point in an array of `bytesPerNode` per node.
+// A point whose window cannot be formed is left to the run to report.
+void prefetchWindow(const ScatterPoint& p, const GridGeometry& g, float rx, float ry,
+                    const void* base, std::size_t bytesPerNode) {
+  const float x = p.x - g.xLeft, y = p.y - g.yBottom;
+  const double r0 = std::trunc(static_cast<double>((y - ry) / g.dy) + 0.99);
+  const double r1 = std::trunc(static_cast<double>((y + ry) / g.dy));
+  const double c0 = std::trunc(static_cast<double>((x - rx) / g.dx) + 0.99);
+  const double c1 = std::trunc(static_cast<double>((x + rx) / g.dx));
+  if (!(r1 >= 0 && c1 >= 0 && r0 < g.rows && c0 < g.columns)) return;
+  const long rl = std::max(0L, static_cast<long>(r0)), rh = std::min<long>(g.rows - 1, r1);
+  const long cl = std::max(0L, static_cast<long>(c0)), ch = std::min<long>(g.columns - 1, c1);
+  const char* b = static_cast<const char*>(base);
+  for (long r = rl; r <= rh; ++r) {
+    const char* a = b + (static_cast<std::size_t>(r) * g.columns + cl) * bytesPerNode;
+    const char* e = b + (static_cast<std::size_t>(r) * g.columns + ch + 1) * bytesPerNode;
+    for (; a < e; a += 64) __builtin_prefetch(a, 1);
+    __builtin_prefetch(e - 1, 1);
   }
 }
 
@@ -255,13 +377,15 @@ void plainAccumulation(PointSource& points, const GriddingJob& job, const Griddi
   };
 
   progress.setMaximum(points.count());
-  ScatterPoint p;
-  std::int64_t rec = 0;
-  while (points.next(p)) {
-    stepProgress(progress, rec++);
+  auto ahead = [&](const ScatterPoint& q) {
+    prefetchWindow(q, g, rx, ry, nodeValue.data(), sizeof(float));
+    prefetchWindow(q, g, rx, ry, nodeWeight.data(), sizeof(float));
+    prefetchWindow(q, g, rx, ry, nodeCount.data(), sizeof(std::int16_t));
+  };
+  auto visit = [&](const ScatterPoint& p) {
     float v = p.v;
     if (capOn && v > cap) v = cap;
-    if (v < -1e37f) continue;
+    if (v < -1e37f) return;
     const float x = p.x - g.xLeft;
     const float y = p.y - g.yBottom;
     const Window w = searchWindow(x, y, rx, ry, g);
@@ -277,7 +401,7 @@ void plainAccumulation(PointSource& points, const GriddingJob& job, const Griddi
             if (d == 0) {
               nodeValue[k] = v;
               nodeWeight[k] = -9999;
-              goto nextRecord;
+              return;
             }
             if (nodeWeight[k] == 0 || d < nodeWeight[k]) {
               nodeWeight[k] = d;
@@ -294,7 +418,7 @@ void plainAccumulation(PointSource& points, const GriddingJob& job, const Griddi
               nodeValue[k] = v;
               nodeWeight[k] = -99999;
               nodeCount[k] = -1;
-              goto nextRecord;
+              return;
             }
             bump(k);
             float dd = par != 1.0f ? d * d : d;
@@ -314,8 +438,8 @@ void plainAccumulation(PointSource& points, const GriddingJob& job, const Griddi
         }
       }
     }
-  nextRecord:;
-  }
+  };
+  streamRecords(points, progress, ahead, visit);
 
   progress.setMaximum(g.rows);
   Stats stats(1e38f, -1e38f);
@@ -373,21 +497,34 @@ void azimuthSearch(PointSource& points, const GriddingJob& job, const GriddingSe
   const std::size_t n = g.nodeCount();
   const float rx = job.rx;
   const float ry = job.circle ? job.rx : job.ry;
-  const float width = 360.0f / static_cast<float>(S);
+  const SectorRule rule(S);
   const bool capOn = job.settingsChecked;
   const float cap = set.highValueCap;
 
-  std::vector<float> sectorValue(n * S, NULL_VALUE);
-  std::vector<float> sectorDistance(n * S, 0.0f);
+  // sectorValue and sectorDistance side by side: a node's sectors share its cache lines.
+  struct SectorEntry {
+    float value;
+    float distance;
+  };
+  // Aligned to the cache line, so that the 8 sectors of a node fill exactly one, and on large
+  // pages where the system offers them: the window rows of a point lie a grid row apart.
+  constexpr std::size_t kHuge = std::size_t{2} << 20;
+  const std::size_t bytes = (n * S * sizeof(SectorEntry) + kHuge - 1) / kHuge * kHuge;
+  std::unique_ptr<SectorEntry[], decltype(&std::free)> storage(
+      static_cast<SectorEntry*>(std::aligned_alloc(kHuge, bytes)), &std::free);
+  if (!storage) throw RunFailure{kMsgGriddingFailed};
+  madvise(storage.get(), bytes, MADV_HUGEPAGE);
+  SectorEntry* sector = storage.get();
+  std::fill(sector, sector + n * S, SectorEntry{NULL_VALUE, 0.0f});
 
   progress.setMaximum(points.count());
-  ScatterPoint p;
-  std::int64_t rec = 0;
-  while (points.next(p)) {
-    stepProgress(progress, rec++);
+  auto ahead = [&](const ScatterPoint& q) {
+    prefetchWindow(q, g, rx, ry, sector, S * sizeof(SectorEntry));
+  };
+  auto visit = [&](const ScatterPoint& p) {
     float v = p.v;
     if (capOn && v > cap) v = cap;
-    if (v < -1e30f) continue;
+    if (v < -1e30f) return;
     const float x = p.x - g.xLeft;
     const float y = p.y - g.yBottom;
     const Window w = searchWindow(x, y, rx, ry, g);
@@ -400,31 +537,19 @@ void azimuthSearch(PointSource& points, const GriddingJob& job, const GriddingSe
         const float d = std::sqrt(ax * ax + ay * ay);
         if (job.circle ? !(d <= rx) : !(ax <= rx && ay <= ry)) continue;
         const std::size_t k0 = (static_cast<std::size_t>(r) * g.columns + c) * S;
-        if (sectorValue[k0] > -1e30f && sectorDistance[k0] == -9999) goto nextRecord;
+        if (sector[k0].value > -1e30f && sector[k0].distance == -9999) return;
         if (d == 0) {
-          sectorValue[k0] = v;
-          sectorDistance[k0] = -9999;
-          goto nextRecord;
+          sector[k0] = {v, -9999};
+          return;
         }
         if (sx == 0) continue;
-        float angle = static_cast<float>(std::atan(static_cast<double>(sy / sx)) * 180.0 / 3.14159);
-        if (!(sx > 0))
-          angle += 180.0f;
-        else if (angle < 0)
-          angle += 360.0f;
-        int sector = 0;
-        if (angle >= 0.001f)
-          sector = static_cast<int>(std::floor((static_cast<double>(angle) - 0.001) / width));
-        sector = std::clamp(sector, 0, S - 1);
-        const std::size_t e = k0 + static_cast<std::size_t>(sector);
-        if (!(sectorValue[e] >= -1e30f) || d < sectorDistance[e]) {
-          sectorValue[e] = v;
-          sectorDistance[e] = d;
-        }
+        const int s = rule.lookup(sx, sy);
+        SectorEntry& e = sector[k0 + static_cast<std::size_t>(s)];
+        if (!(e.value >= -1e30f) || d < e.distance) e = {v, d};
       }
     }
-  nextRecord:;
-  }
+  };
+  streamRecords(points, progress, ahead, visit);
 
   // The index of the method list, kept one place behind the list as the tool has it.
   const int index = static_cast<int>(job.method);
@@ -438,15 +563,15 @@ void azimuthSearch(PointSource& points, const GriddingJob& job, const GriddingSe
     for (int c = 0; c < g.columns; ++c) {
       const std::size_t k = static_cast<std::size_t>(r) * g.columns + c;
       const std::size_t k0 = k * S;
-      if (sectorValue[k0] > -1e30f && sectorDistance[k0] == -9999) {
-        stats.add(sectorValue[k0]);
+      if (sector[k0].value > -1e30f && sector[k0].distance == -9999) {
+        stats.add(sector[k0].value);
       } else if (index >= 1 && index <= 3) {
         int filled = 0;
         float num = 0, den = 0;
         for (int s = 0; s < S; ++s) {
-          const float sv = sectorValue[k0 + s];
+          const float sv = sector[k0 + s].value;
           if (!(sv >= -1e30f)) continue;
-          const float sd = sectorDistance[k0 + s];
+          const float sd = sector[k0 + s].distance;
           ++filled;
           if (index == 1) {
             num += sv;
@@ -460,13 +585,14 @@ void azimuthSearch(PointSource& points, const GriddingJob& job, const GriddingSe
           }
         }
         if (filled < minPts) {
-          sectorValue[k0] = NULL_VALUE;
+          sector[k0].value = NULL_VALUE;
         } else {
-          sectorValue[k0] = index == 1 ? divide(num, static_cast<float>(filled)) : divide(num, den);
-          stats.add(sectorValue[k0]);
+          sector[k0].value =
+              index == 1 ? divide(num, static_cast<float>(filled)) : divide(num, den);
+          stats.add(sector[k0].value);
         }
       }
-      out.nodes[k] = sectorValue[k0];
+      out.nodes[k] = sector[k0].value;
     }
   }
   stats.store(out);

@@ -177,6 +177,27 @@ struct GridComputation {
   std::vector<krig::FittedVariogram> variograms;  // kriging only: the models fitted
 };
 
+// The sector of a point seen from a node in the azimuth search, with offsets sx ≠ 0 and sy:
+// angle = atan(sy / sx) · 180 / 3.14159 (that five-digit pi), plus 180 when sx is not above 0,
+// else plus 360 when negative; sector Int((angle − 0.001) / (360 / S)) from 0.001° on, else 0.
+// direct() evaluates the rule; lookup() gives the same sector from thresholds on sy / sx found
+// once by bisection of the rule over the floats, without a trigonometric call per node.
+class SectorRule {
+ public:
+  explicit SectorRule(int sectors);
+  int direct(float sx, float sy) const;
+  int lookup(float sx, float sy) const;
+
+ private:
+  struct Piece {
+    int base = 0;                      // sector at the lowest key of the piece
+    std::vector<std::uint32_t> start;  // keys where the sector steps up by one
+  };
+  int sectors_;
+  float width_;
+  Piece pieces_[3];
+};
+
 // Reads points one record at a time, in table order.
 class PointSource {
  public:

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <random>
 
 #include "workarea/demo_area.h"
 #include "workarea/work_area.h"
@@ -296,6 +297,33 @@ TEST(AzimuthSearch, SectorBoundariesFollowTheAngleRule) {
   EXPECT_FLOAT_EQ(at(g, job, 0, 0), (1 + 2 + 4) / 3.0f);
   g = grid(job, {{1, 0.001f, 1}, {-1, -0.001f, 2}, {1, -1, 4}, {0.5f, 0.5f, 10}}, set);
   EXPECT_FLOAT_EQ(at(g, job, 0, 0), (10 + 2 + 4) / 3.0f);
+}
+
+TEST(AzimuthSearch, SectorLookupAgreesWithTheAngleRule) {
+  std::mt19937 rng(5);
+  std::uniform_real_distribution<float> u(-3, 3);
+  std::uniform_int_distribution<int> e(-30, 30);
+  for (int S : {4, 8, 16, 32}) {
+    SectorRule rule(S);
+    auto check = [&](float sx, float sy) {
+      ASSERT_EQ(rule.lookup(sx, sy), rule.direct(sx, sy)) << S << " " << sx << " " << sy;
+    };
+    for (int i = 0; i < 200000; ++i) {
+      float sx = std::ldexp(u(rng), e(rng)), sy = std::ldexp(u(rng), e(rng));
+      if (sx != 0) check(sx, sy);
+    }
+    // On and next to the axes and the diagonals, where the sectors change.
+    for (float sx : {1.0f, -1.0f, 1e-30f, -1e-30f, 3.5f})
+      for (float sy : {0.0f, -0.0f, 1e-38f, -1e-38f, 1.0f, -1.0f, 1e30f, -1e30f, 0.41421356f,
+                       std::nextafter(1.0f, 2.0f), std::nextafter(-1.0f, -2.0f)})
+        check(sx, sy * std::fabs(sx));
+  }
+  SectorRule eight(8);
+  EXPECT_EQ(eight.direct(1, 0), 0);
+  EXPECT_EQ(eight.direct(-1, 0), 3);  // 180° lies just inside sector 3 (179.999 / 45)
+  EXPECT_EQ(eight.direct(1, -1), 6);  // 315°
+  EXPECT_EQ(eight.direct(1, 1), 0);   // 45.0001° less 0.001 stays in sector 0
+  EXPECT_EQ(eight.direct(1, -1e-9f), 7);
 }
 
 TEST(Rounding, HalfAwayFromZeroThroughText) {
