@@ -94,23 +94,55 @@ ExperimentalVariogram experimentalVariogram(std::span<const double> x, std::span
     pick.resize(n);
     std::iota(pick.begin(), pick.end(), std::size_t{0});
   }
-  const double width = cutoff / kLagClasses;
+  const double invWidth = kLagClasses / cutoff;
   const double cut2 = cutoff * cutoff;
-  for (std::size_t a = 0; a < pick.size(); ++a) {
-    const double xa = x[pick[a]], ya = y[pick[a]], za = z[pick[a]];
-    for (std::size_t b = a + 1; b < pick.size(); ++b) {
-      double ddx = x[pick[b]] - xa, ddy = y[pick[b]] - ya;
-      double h2 = ddx * ddx + ddy * ddy;
-      if (h2 > cut2) continue;
-      double h = std::sqrt(h2);
-      int j = h <= 0 ? 0 : static_cast<int>(std::ceil(h / width)) - 1;
-      j = std::clamp(j, 0, kLagClasses - 1);
-      double dz = z[pick[b]] - za;
-      ev.distance[static_cast<std::size_t>(j)] += h;
-      ev.gamma[static_cast<std::size_t>(j)] += dz * dz;
-      ev.pairs[static_cast<std::size_t>(j)] += 1;
+  // The pairs are summed in a fixed number of chunks of rows, added in chunk order, so that the
+  // sums do not depend on how many threads there are.
+  constexpr int kChunks = 32;
+  struct Sums {
+    double distance[kLagClasses] = {}, gamma[kLagClasses] = {};
+    std::int64_t pairs[kLagClasses] = {};
+  };
+  std::vector<Sums> chunk(kChunks);
+  const std::size_t m = pick.size();
+  // Row a has m − a − 1 pairs: chunk bounds chosen for equal pair counts.
+  auto rowAt = [&](int k) {
+    double frac = 1.0 - std::sqrt(1.0 - static_cast<double>(k) / kChunks);
+    return k >= kChunks ? m : static_cast<std::size_t>(frac * static_cast<double>(m));
+  };
+  detail::forRowBands(
+      kChunks,
+      [&](int kBegin, int kEnd, int) {
+        for (int k = kBegin; k < kEnd; ++k) {
+          Sums& sums = chunk[static_cast<std::size_t>(k)];
+          for (std::size_t a = rowAt(k); a < rowAt(k + 1); ++a) {
+            const double xa = x[pick[a]], ya = y[pick[a]], za = z[pick[a]];
+            for (std::size_t b = a + 1; b < m; ++b) {
+              const double ddx = x[pick[b]] - xa, ddy = y[pick[b]] - ya;
+              const double h2 = ddx * ddx + ddy * ddy;
+              if (h2 > cut2) continue;
+              const double h = std::sqrt(h2);
+              // classes (0, w], (w, 2w], …; a zero distance goes with the first
+              const double q = h * invWidth;
+              int j = static_cast<int>(q);
+              if (j > 0 && static_cast<double>(j) == q) --j;
+              j = std::min(j, kLagClasses - 1);
+              const double dz = z[pick[b]] - za;
+              sums.distance[j] += h;
+              sums.gamma[j] += dz * dz;
+              sums.pairs[j] += 1;
+            }
+          }
+        }
+      },
+      1);
+  for (const Sums& sums : chunk)
+    for (int j = 0; j < kLagClasses; ++j) {
+      auto u = static_cast<std::size_t>(j);
+      ev.distance[u] += sums.distance[j];
+      ev.gamma[u] += sums.gamma[j];
+      ev.pairs[u] += sums.pairs[j];
     }
-  }
   for (int j = 0; j < kLagClasses; ++j) {
     auto u = static_cast<std::size_t>(j);
     if (ev.pairs[u] == 0) continue;
@@ -357,14 +389,20 @@ void driftRow(int code, double u, double v, double* f) {
 
 // One node's kriging system, reused across nodes of a thread.
 struct NodeSolver {
-  Eigen::MatrixXd a;
-  Eigen::VectorXd b, sol;
-  Eigen::PartialPivLU<Eigen::MatrixXd> lu;
+  Eigen::MatrixXd c, f, y;
+  Eigen::VectorXd c0, f0, y0, mlag, lambda;
+  Eigen::LLT<Eigen::MatrixXd> llt;
 
   // Weights for the neighbours `nb` of node (x0, y0) under model m and drift code; returns
-  // false when nothing sensible can be solved. Fills lambda (n) and the Lagrange multipliers.
+  // false when nothing sensible can be solved. `out` receives λ (n) and then the Lagrange
+  // multipliers m (p) of [C F; Fᵀ 0][λ; m] = [c₀; f₀].
+  //
+  // C is positive definite for distinct points, so the system is solved through its Cholesky
+  // factor and the Schur complement of the drift: m = (Fᵀ C⁻¹ F)⁻¹ (Fᵀ C⁻¹ c₀ − f₀),
+  // λ = C⁻¹ (c₀ − F m). A factor with a vanishing pivot (coincident points without nugget) or a
+  // residual that is not small sends the whole system to a complete orthogonal decomposition.
   bool solve(const std::vector<std::pair<double, std::uint32_t>>& nb, const std::vector<double>& x,
-             const std::vector<double>& y, double x0, double y0, const CovModel& m, int code,
+             const std::vector<double>& yy, double x0, double ny0, const CovModel& m, int code,
              Eigen::VectorXd& out) {
     const int n = static_cast<int>(nb.size());
     int p = driftTerms(code);
@@ -373,46 +411,61 @@ struct NodeSolver {
       p = 1;
     }
     if (n < 1) return false;
-    const int dim = n + p;
-    a.resize(dim, dim);
-    b.resize(dim);
+    c.resize(n, n);
+    f.resize(n, p);
+    c0.resize(n);
+    f0.resize(p);
     double scale = std::sqrt(nb.back().first);
     if (!(scale > 0)) scale = 1;
-    double f[6];
+    double row[6];
     for (int i = 0; i < n; ++i) {
       const std::uint32_t pi = nb[static_cast<std::size_t>(i)].second;
-      a(i, i) = m.total();
+      c(i, i) = m.total();
       for (int j = i + 1; j < n; ++j) {
         const std::uint32_t pj = nb[static_cast<std::size_t>(j)].second;
-        double h = std::hypot(x[pi] - x[pj], y[pi] - y[pj]);
-        a(i, j) = a(j, i) = m.cov(h);
+        const double dx = x[pi] - x[pj], dy = yy[pi] - yy[pj];
+        c(i, j) = c(j, i) = m.cov(std::sqrt(dx * dx + dy * dy));
       }
-      b(i) = m.cov(std::sqrt(nb[static_cast<std::size_t>(i)].first));
-      driftRow(code, (x[pi] - x0) / scale, (y[pi] - y0) / scale, f);
-      for (int k = 0; k < p; ++k) a(i, n + k) = a(n + k, i) = f[k];
+      c0(i) = m.cov(std::sqrt(nb[static_cast<std::size_t>(i)].first));
+      driftRow(code, (x[pi] - x0) / scale, (yy[pi] - ny0) / scale, row);
+      for (int k = 0; k < p; ++k) f(i, k) = row[k];
     }
-    a.bottomRightCorner(p, p).setZero();
-    driftRow(code, 0, 0, f);
-    for (int k = 0; k < p; ++k) b(n + k) = f[k];
+    driftRow(code, 0, 0, row);
+    for (int k = 0; k < p; ++k) f0(k) = row[k];
 
-    lu.compute(a);
-    const auto diag = lu.matrixLU().diagonal().cwiseAbs();
-    bool good = diag.minCoeff() > 1e-12 * std::max(1.0, diag.maxCoeff());
+    out.resize(n + p);
+    llt.compute(c);
+    bool good = llt.info() == Eigen::Success &&
+                llt.matrixLLT().diagonal().minCoeff() > 1e-6 * std::sqrt(m.total());
     if (good) {
-      sol = lu.solve(b);
-      good = sol.allFinite();
+      y = llt.solve(f);
+      y0 = llt.solve(c0);
+      Eigen::MatrixXd schur = f.transpose() * y;
+      mlag = schur.ldlt().solve(f.transpose() * y0 - f0);
+      lambda = y0 - y * mlag;
+      const double resid = (c * lambda + f * mlag - c0).cwiseAbs().maxCoeff() +
+                           (f.transpose() * lambda - f0).cwiseAbs().maxCoeff();
+      good = lambda.allFinite() && mlag.allFinite() && resid <= 1e-8 * (m.total() + 1.0);
+      if (good) {
+        out.head(n) = lambda;
+        out.tail(p) = mlag;
+      }
     }
     if (!good) {
+      Eigen::MatrixXd a(n + p, n + p);
+      a.topLeftCorner(n, n) = c;
+      a.topRightCorner(n, p) = f;
+      a.bottomLeftCorner(p, n) = f.transpose();
+      a.bottomRightCorner(p, p).setZero();
+      Eigen::VectorXd b(n + p);
+      b.head(n) = c0;
+      b.tail(p) = f0;
       Eigen::CompleteOrthogonalDecomposition<Eigen::MatrixXd> cod(a);
-      sol = cod.solve(b);
-      if (!sol.allFinite()) return false;
+      out = cod.solve(b);
+      if (!out.allFinite()) return false;
     }
-    out.resize(dim);
-    out = sol;
-    lagrangeCount = p;
     return true;
   }
-  int lagrangeCount = 1;
 };
 
 struct KrigTarget {
