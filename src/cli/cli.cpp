@@ -59,8 +59,9 @@ Args parseArgs(int argc, char** argv, int first) {
                                   std::string(argv[i + 1]).size() <= 2)) {
         // A value follows unless the next word is itself an option. Flags that never take a
         // value are listed so that "--yes file" keeps the file positional.
-        static const char* kFlags[] = {"yes", "no", "overwrite", "help", "nulls-empty",
-                                       "skip-nulls", "keep-nulls", "quiet", "verbose", "json"};
+        static const char* kFlags[] = {"yes",         "no",         "overwrite",  "help",
+                                       "nulls-empty", "skip-nulls", "keep-nulls", "quiet",
+                                       "verbose",     "json",       "polygons"};
         bool isFlag = false;
         for (const char* f : kFlags)
           if (name == f) isFlag = true;
@@ -101,7 +102,10 @@ Answer CliInteraction::ask(const std::string& title, const std::string& text, Bu
   if (buttons == Buttons::Ok || buttons == Buttons::OkCancel)
     ans = answer_ == Answer::Yes ? Answer::Ok : Answer::Cancel;
   std::cerr << title << ": " << text << " -> "
-            << (ans == Answer::Yes ? "是" : ans == Answer::Ok ? "确定" : ans == Answer::No ? "否" : "取消")
+            << (ans == Answer::Yes  ? "是"
+                : ans == Answer::Ok ? "确定"
+                : ans == Answer::No ? "否"
+                                    : "取消")
             << "\n";
   return ans;
 }

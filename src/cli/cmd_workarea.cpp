@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "cli/cli.h"
+#include "workarea/data_tools.h"
 #include "workarea/demo_area.h"
 #include "workarea/null_value.h"
 #include "workarea/session.h"
@@ -95,7 +96,47 @@ int runWorkarea(Args& a) {
     }
     return 0;
   }
-  return failWith("usage: sarnoth-cli workarea create|demo|info|use DIR");
+  if (sub == "clean" || sub == "compact") {
+    std::string work = dir.empty() ? workPath(a) : withTrailingSeparator(dir);
+    if (work.empty()) return failWith(kRefusalText);
+    try {
+      Database db = openWorkDatabase(work);
+      if (sub == "compact") {
+        Outcome o = compactWorkDatabase(work, db);
+        if (!o) return failWith(o.message);
+        std::cout << o.message << "\n";
+        return 0;
+      }
+      CliInteraction ui(a);
+      bool acted = false;
+      if (a.has("remove")) {
+        std::vector<std::string> names;
+        std::string list = a.get("remove") + ",";
+        for (std::size_t at = 0, c; (c = list.find(',', at)) != std::string::npos; at = c + 1)
+          if (c > at) names.push_back(list.substr(at, c - at));
+        Outcome o = removeTables(db, names, ui);
+        if (!o) return o.message.empty() ? 3 : failWith(o.message);
+        acted = true;
+      }
+      if (a.has("register-unlisted")) {
+        for (const auto& t : unregisteredTables(db)) {
+          Outcome o = registerExistingTable(db, t);
+          std::cout << (o ? "registered " : "not registered ") << t << "\n";
+        }
+        acted = true;
+      }
+      if (!acted) {
+        std::cout << "tables not in the registry:\n";
+        for (const auto& t : unregisteredTables(db)) std::cout << "  " << t << "\n";
+        std::cout << "registry rows without a table:\n";
+        for (const auto& t : orphanRegistryRows(db)) std::cout << "  " << t << "\n";
+      }
+    } catch (const StoreError& e) {
+      return failWith(e.what());
+    }
+    return 0;
+  }
+  return failWith("usage: sarnoth-cli workarea create|demo|info|use|clean|compact DIR");
 }
 
 int runTables(Args& a) {
@@ -142,6 +183,13 @@ int runSql(Args& a) {
     std::size_t first = l.find_first_not_of(" \t\r\n(");
     bool isSelect = first != std::string::npos && l.compare(first, 6, "select") == 0;
     bool selectInto = isSelect && l.find(" into ") != std::string::npos;
+    if (a.has("save")) {
+      CliInteraction ui(a);
+      Outcome o = saveQueryAsTable(db, stmt, a.get("save"), ui);
+      if (!o) return o.message == kSqlTableExists ? 1 : failWith(o.message);  // already shown
+      std::cout << o.message << "\n";
+      return 0;
+    }
     if (isSelect && !selectInto) {
       Cursor c = db.query(stmt);
       printRows(c, a.getInt("limit", -1));
@@ -155,19 +203,21 @@ int runSql(Args& a) {
   return 0;
 }
 
-CommandRegistrar regWorkarea{{"workarea", "make, inspect and choose work areas",
-                              "usage: sarnoth-cli workarea create DIR [--unit F]\n"
-                              "       sarnoth-cli workarea demo DIR [--seed N]\n"
-                              "       sarnoth-cli workarea use DIR     (writes dmxsysset.log beside the program)\n"
-                              "       sarnoth-cli workarea info [DIR]",
-                              runWorkarea}};
+CommandRegistrar regWorkarea{
+    {"workarea", "make, inspect and choose work areas",
+     "usage: sarnoth-cli workarea create DIR [--unit F]\n"
+     "       sarnoth-cli workarea demo DIR [--seed N]\n"
+     "       sarnoth-cli workarea use DIR     (writes dmxsysset.log beside the program)\n"
+     "       sarnoth-cli workarea info [DIR]",
+     runWorkarea}};
 CommandRegistrar regTables{{"tables", "list registered tables, their fields and rows",
                             "usage: sarnoth-cli tables list|fields TABLE|show TABLE [--limit N] "
                             "[--workarea DIR]",
                             runTables}};
-CommandRegistrar regSql{{"sql", "run one Jet-dialect statement on the work area's store",
-                         "usage: sarnoth-cli sql \"<statement>\" [--limit N] [--workarea DIR]",
-                         runSql}};
+CommandRegistrar regSql{
+    {"sql", "run one Jet-dialect statement on the work area's store",
+     "usage: sarnoth-cli sql \"<statement>\" [--limit N] [--save NEWTABLE] [--workarea DIR]",
+     runSql}};
 
 }  // namespace
 }  // namespace sarnoth::cli

@@ -35,7 +35,8 @@ class Rng {
   bool has_ = false;
 };
 
-constexpr double kX0 = 500000.0;  // Gauss-Krüger easting without zone number, metres (single precision holds 3 cm here)
+constexpr double kX0 = 500000.0;  // Gauss-Krüger easting without zone number, metres (single
+                                  // precision holds 3 cm here)
 constexpr double kY0 = 3350000.0;
 constexpr double kSize = 20000.0;
 
@@ -46,9 +47,9 @@ double gauss2(double x, double y, double cx, double cy, double sx, double sy) {
 
 struct Element {
   const char* name;
-  double median[4];  // background median by unit
-  double logSd;      // natural-log spread
-  double epithermal; // factor at the anomaly centre
+  double median[4];   // background median by unit
+  double logSd;       // natural-log spread
+  double epithermal;  // factor at the anomaly centre
   double porphyry;
   double halo;
 };
@@ -83,7 +84,7 @@ int unitAt(double x, double y) {
 void registerDemo(Database& db, const std::string& name) {
   ScriptedInteraction yes({Answer::Yes}, Answer::Yes);
   Registration how{"OutDataIn", "外部数据导入", OverwriteRule::Ask, "检索结果表名已存在,是否覆盖?",
-                   "", false};
+                   "",          false};
   registerTable(db, name, how, yes);
 }
 
@@ -168,7 +169,7 @@ int writeGravity(Database& db, Rng& rng) {
 double dipoleDeltaT(double x, double y, double cx, double cy, double depth, double moment) {
   const double inc = 45.0 * M_PI / 180.0;
   double l = std::cos(inc), n = std::sin(inc);  // unit field: north and down components
-  double rx = x - cx, ry = y - cy, rz = depth;   // x east, y north, z down
+  double rx = x - cx, ry = y - cy, rz = depth;  // x east, y north, z down
   double r2 = rx * rx + ry * ry + rz * rz;
   double r = std::sqrt(r2);
   double mdotr = l * ry + n * rz;

@@ -25,7 +25,7 @@ struct GridHeader {
   std::string magic = kGridMagicB;  // 12 characters
   std::string method;               // up to 20 bytes, blank-padded in the file
   float x0 = 0, y0 = 0, angle = 0;
-  std::string note;                 // up to 28 bytes
+  std::string note;  // up to 28 bytes
   int nx = 0, ny = 0;
   float dx = 1, dy = 1;
   float nullValue = NULL_VALUE;
@@ -41,10 +41,10 @@ struct Grid {
 
 enum class GridError {
   None,
-  OpenFailed,   // the file cannot be opened
-  BadMagic,     // characters 7 to 12 are not "GRIDB#" / "GRIDA#"
-  Truncated,    // shorter than the header or the nodes it announces
-  BadHeader,    // negative or zero counts, sizes beyond 32767
+  OpenFailed,  // the file cannot be opened
+  BadMagic,    // characters 7 to 12 are not "GRIDB#" / "GRIDA#"
+  Truncated,   // shorter than the header or the nodes it announces
+  BadHeader,   // negative or zero counts, sizes beyond 32767
   WriteFailed,
 };
 

@@ -35,22 +35,44 @@ FieldDef fieldOf(const MdbHandle* mdb, const MdbColumn* col) {
   FieldDef f;
   f.name = col->name;
   switch (col->col_type) {
-    case MDB_BOOL: f.type = JetType::Bit; break;
-    case MDB_BYTE: f.type = JetType::Byte; break;
-    case MDB_INT: f.type = JetType::Integer; break;
-    case MDB_LONGINT: f.type = JetType::Long; break;
-    case MDB_MONEY: f.type = JetType::Currency; break;
-    case MDB_FLOAT: f.type = JetType::Single; break;
-    case MDB_DOUBLE: f.type = JetType::Double; break;
-    case MDB_NUMERIC: f.type = JetType::Double; break;
-    case MDB_DATETIME: f.type = JetType::Date; break;
+    case MDB_BOOL:
+      f.type = JetType::Bit;
+      break;
+    case MDB_BYTE:
+      f.type = JetType::Byte;
+      break;
+    case MDB_INT:
+      f.type = JetType::Integer;
+      break;
+    case MDB_LONGINT:
+      f.type = JetType::Long;
+      break;
+    case MDB_MONEY:
+      f.type = JetType::Currency;
+      break;
+    case MDB_FLOAT:
+      f.type = JetType::Single;
+      break;
+    case MDB_DOUBLE:
+      f.type = JetType::Double;
+      break;
+    case MDB_NUMERIC:
+      f.type = JetType::Double;
+      break;
+    case MDB_DATETIME:
+      f.type = JetType::Date;
+      break;
     case MDB_TEXT:
       f.type = JetType::Text;
       f.size = mdb->f->jet_version == MDB_VER_JET3 ? col->col_size : col->col_size / 2;
       if (f.size <= 0) f.size = 255;
       break;
-    case MDB_MEMO: f.type = JetType::Memo; break;
-    default: f.type = JetType::Other; break;
+    case MDB_MEMO:
+      f.type = JetType::Memo;
+      break;
+    default:
+      f.type = JetType::Other;
+      break;
   }
   return f;
 }
@@ -62,18 +84,20 @@ T readLE(const unsigned char* p) {
   return v;
 }
 
-// Jet dates: days since 1899-12-30, the fraction the time of day.
+// Jet dates: days since 1899-12-30; the integer part is the day (negative before it), the
+// fraction's magnitude the time of day.
 std::string jetDate(double days) {
-  double whole = std::floor(days);
-  double frac = days - whole;
+  double whole = std::trunc(days);
+  double frac = std::fabs(days - whole);
   // 1899-12-30 is 25569 days before 1970-01-01.
   auto secs = static_cast<long long>((whole - 25569.0) * 86400.0) +
               static_cast<long long>(std::llround(frac * 86400.0));
   std::time_t t = static_cast<std::time_t>(secs);
   std::tm tm{};
   gmtime_r(&t, &tm);
-  char buf[32];
-  std::strftime(buf, sizeof buf, "%Y-%m-%d %H:%M:%S", &tm);
+  char buf[48];
+  std::snprintf(buf, sizeof buf, "%04d-%02d-%02d %02d:%02d:%02d", tm.tm_year + 1900, tm.tm_mon + 1,
+                tm.tm_mday, tm.tm_hour, tm.tm_min, tm.tm_sec);
   return buf;
 }
 
@@ -93,30 +117,52 @@ bool namesReadAsGbk(const std::string& path) {
   for (unsigned i = 0; i < mdb->num_catalog; ++i) {
     auto* e = static_cast<MdbCatalogEntry*>(g_ptr_array_index(mdb->catalog, i));
     std::string n = e->object_name;
-    if (!isValidUtf8(n) || n.find("\xEF\xBF\xBD") != std::string::npos || n.find('?') != std::string::npos)
+    if (!isValidUtf8(n) || n.find("\xEF\xBF\xBD") != std::string::npos ||
+        n.find('?') != std::string::npos)
       return false;
   }
   return true;
 }
 
+// mdbtools trusts the file header; refuse files too short to hold a page or without the tag.
+bool looksLikeJet(const std::string& path) {
+  std::error_code ec;
+  std::ifstream f(path, std::ios::binary);
+  char head[32] = {0};
+  f.read(head, sizeof head);
+  return f.gcount() == 32 && fs::file_size(path, ec) >= 2048 &&
+         (std::memcmp(head + 4, "Standard Jet DB", 15) == 0 ||
+          std::memcmp(head + 4, "Standard ACE DB", 15) == 0);
+}
+
 }  // namespace
+
+std::vector<std::string> listJetTables(const std::string& mdbPathIn, std::string& error) {
+  std::vector<std::string> out;
+  std::string mdbPath = resolvePath(mdbPathIn);
+  if (!looksLikeJet(mdbPath)) {
+    error = "不是有效的Jet数据库文件: " + mdbPathIn;
+    return out;
+  }
+  MdbPtr mdb = openMdb(mdbPath, namesReadAsGbk(mdbPath) ? "CP936" : "CP1252");
+  if (!mdb || !mdb_read_catalog(mdb.get(), MDB_TABLE)) {
+    error = "无法读取Jet数据库文件: " + mdbPathIn;
+    return out;
+  }
+  for (unsigned i = 0; i < mdb->num_catalog; ++i) {
+    auto* e = static_cast<MdbCatalogEntry*>(g_ptr_array_index(mdb->catalog, i));
+    if (e->object_type == MDB_TABLE && !mdb_is_system_table(e)) out.emplace_back(e->object_name);
+  }
+  return out;
+}
 
 Outcome importJetDatabase(const std::string& mdbPathIn, const std::string& sqlitePathIn,
                           JetImportReport* report) {
   std::string mdbPath = resolvePath(mdbPathIn);
   std::string sqlitePath = resolvePath(sqlitePathIn);
   std::error_code ec;
-  if (!fs::is_regular_file(mdbPath, ec))
-    return Outcome::failure("找不到数据库文件: " + mdbPathIn);
-  {
-    // mdbtools trusts the file header; refuse files too short to hold one page.
-    std::ifstream f(mdbPath, std::ios::binary);
-    char head[32] = {0};
-    f.read(head, sizeof head);
-    if (f.gcount() < 32 || fs::file_size(mdbPath, ec) < 2048 ||
-        std::memcmp(head + 4, "Standard Jet DB", 15) != 0)
-      return Outcome::failure("不是有效的Jet数据库文件: " + mdbPathIn);
-  }
+  if (!fs::is_regular_file(mdbPath, ec)) return Outcome::failure("找不到数据库文件: " + mdbPathIn);
+  if (!looksLikeJet(mdbPath)) return Outcome::failure("不是有效的Jet数据库文件: " + mdbPathIn);
   const char* charset = namesReadAsGbk(mdbPath) ? "CP936" : "CP1252";
   MdbPtr mdb = openMdb(mdbPath, charset);
   if (!mdb) return Outcome::failure("无法读取Jet数据库文件: " + mdbPathIn);
@@ -193,7 +239,8 @@ Outcome importJetDatabase(const std::string& mdbPathIn, const std::string& sqlit
             case MDB_DATETIME:
               if ((raw = rawValue(mdb.get(), col, 8))) w.setText(ci, jetDate(readLE<double>(raw)));
               break;
-            default: break;
+            default:
+              break;
           }
           if (raw) continue;
           std::string text(bufs[c].get(), static_cast<std::size_t>(std::max(lens[c], 0)));

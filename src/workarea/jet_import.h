@@ -22,6 +22,9 @@ struct JetImportReport {
 
 // Imports `mdbPath` into a new store at `sqlitePath`. Fails with a clear message when mdbtools
 // cannot read the file; the target is then left as it was.
+// The user tables of a Jet file in catalogue order; empty with `error` set when unreadable.
+std::vector<std::string> listJetTables(const std::string& mdbPath, std::string& error);
+
 Outcome importJetDatabase(const std::string& mdbPath, const std::string& sqlitePath,
                           JetImportReport* report = nullptr);
 

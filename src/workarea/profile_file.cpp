@@ -39,7 +39,8 @@ ProfileFile ProfileFile::parse(const std::string& text) {
     if (t.empty() || t[0] == ';') continue;
     if (t[0] == '[') {
       std::size_t close = t.find(']');
-      section = upper(trim(t.substr(1, close == std::string::npos ? std::string::npos : close - 1)));
+      section =
+          upper(trim(t.substr(1, close == std::string::npos ? std::string::npos : close - 1)));
       inSection = true;
       pf.sections_[section];
       continue;

@@ -1,5 +1,6 @@
 // Progress of long work: a maximum, a value, and a hook that lets pending window events run.
-// The GUI binds it to a window's progress bar; the CLI draws a line on stderr when it is a terminal.
+// The GUI binds it to a window's progress bar; the CLI draws a line on stderr when it is a
+// terminal.
 #pragma once
 
 #include <cstdint>

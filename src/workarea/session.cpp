@@ -50,8 +50,8 @@ std::string executableDir() {
 }
 
 float readUnitFactor(const std::string& workPath) {
-  std::string v = trimAtNul(
-      getProfileString(workPath + "geomaps.inf", "WorkRegn", "UnitF", "", kUnitBuffer));
+  std::string v =
+      trimAtNul(getProfileString(workPath + "geomaps.inf", "WorkRegn", "UnitF", "", kUnitBuffer));
   if (v.empty()) return 1.0f;
   char* end = nullptr;
   float f = std::strtof(v.c_str(), &end);

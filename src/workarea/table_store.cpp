@@ -34,6 +34,17 @@ bool isWordChar(char c) {
   throw StoreError(what.empty() ? msg : what + ": " + msg);
 }
 
+// A name quoted for SQLite itself: "a""b". Jet text uses brackets, which SQLite reads too but
+// without any escape for ']'; translateJetSql turns brackets into this form.
+std::string qid(const std::string& name) {
+  std::string out = "\"";
+  for (char c : name) {
+    out += c;
+    if (c == '"') out += '"';
+  }
+  return out + "\"";
+}
+
 // The float null as SQL text: the double nearest the float, which round-trips exactly.
 std::string nullLiteral() {
   char buf[40];
@@ -296,17 +307,28 @@ std::string isoDate(const std::string& d) {
 
 std::string FieldDef::declared() const {
   switch (type) {
-    case JetType::Bit: return "BIT";
-    case JetType::Byte: return "BYTE";
-    case JetType::Integer: return "INTEGER";
-    case JetType::Long: return "LONG";
-    case JetType::Currency: return "CURRENCY";
-    case JetType::Single: return "SINGLE";
-    case JetType::Double: return "DOUBLE";
-    case JetType::Date: return "DATE";
-    case JetType::Text: return "TEXT(" + std::to_string(size > 0 ? size : 255) + ")";
-    case JetType::Memo: return "MEMO";
-    case JetType::Other: return "BLOB";
+    case JetType::Bit:
+      return "BIT";
+    case JetType::Byte:
+      return "BYTE";
+    case JetType::Integer:
+      return "INTEGER";
+    case JetType::Long:
+      return "LONG";
+    case JetType::Currency:
+      return "CURRENCY";
+    case JetType::Single:
+      return "SINGLE";
+    case JetType::Double:
+      return "DOUBLE";
+    case JetType::Date:
+      return "DATE";
+    case JetType::Text:
+      return "TEXT(" + std::to_string(size > 0 ? size : 255) + ")";
+    case JetType::Memo:
+      return "MEMO";
+    case JetType::Other:
+      return "BLOB";
   }
   return "DOUBLE";
 }
@@ -395,8 +417,10 @@ std::string translateJetSql(const std::string& s) {
     std::string b = body;
     if (likePending) {
       for (char& c : b) {
-        if (c == '*') c = '%';
-        else if (c == '?') c = '_';
+        if (c == '*')
+          c = '%';
+        else if (c == '?')
+          c = '_';
       }
       likePending = false;
     }
@@ -439,7 +463,12 @@ std::string translateJetSql(const std::string& s) {
         }
         ++j;
       }
-      out.append(s, i, std::min(j + 1, s.size()) - i);
+      std::string name;
+      for (std::size_t k = i + 1; k < std::min(j, s.size()); ++k) {
+        name += s[k];
+        if (s[k] == ']' && k + 1 < s.size() && s[k + 1] == ']') ++k;
+      }
+      out += qid(name);
       i = j + 1;
       prevWord.clear();
       continue;
@@ -541,8 +570,7 @@ Database& Database::operator=(Database&& o) noexcept {
 Database Database::open(const std::string& path, bool create) {
   Database d;
   d.path_ = resolvePath(path);
-  if (!create && !std::filesystem::exists(d.path_))
-    throw StoreError("找不到数据库文件: " + path);
+  if (!create && !std::filesystem::exists(d.path_)) throw StoreError("找不到数据库文件: " + path);
   int flags = SQLITE_OPEN_READWRITE | (create ? SQLITE_OPEN_CREATE : 0);
   if (sqlite3_open_v2(d.path_.c_str(), &d.db_, flags, nullptr) != SQLITE_OK) {
     std::string msg = d.db_ ? sqlite3_errmsg(d.db_) : "cannot open";
@@ -551,11 +579,15 @@ Database Database::open(const std::string& path, bool create) {
     throw StoreError(msg);
   }
   sqlite3_busy_timeout(d.db_, 3000);
+  // A quoted name that matches no column must be an error, never a string: the dialect's
+  // [names] arrive here quoted.
+  sqlite3_db_config(d.db_, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
+  sqlite3_db_config(d.db_, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
   sqlite3_extended_result_codes(d.db_, 0);
   // Touch the catalogue so that a file that is not a database fails here, not in a tool.
   char* err = nullptr;
-  if (sqlite3_exec(d.db_, "PRAGMA synchronous=NORMAL; SELECT count(*) FROM sqlite_master;",
-                   nullptr, nullptr, &err) != SQLITE_OK) {
+  if (sqlite3_exec(d.db_, "PRAGMA synchronous=NORMAL; SELECT count(*) FROM sqlite_master;", nullptr,
+                   nullptr, &err) != SQLITE_OK) {
     std::string msg = err ? err : sqlite3_errmsg(d.db_);
     sqlite3_free(err);
     sqlite3_close(d.db_);
@@ -606,9 +638,12 @@ void bindAll(sqlite3_stmt* st, const std::vector<Value>& params) {
 
 Value columnValue(sqlite3_stmt* st, int i) {
   switch (sqlite3_column_type(st, i)) {
-    case SQLITE_INTEGER: return static_cast<std::int64_t>(sqlite3_column_int64(st, i));
-    case SQLITE_FLOAT: return sqlite3_column_double(st, i);
-    case SQLITE_NULL: return std::monostate{};
+    case SQLITE_INTEGER:
+      return static_cast<std::int64_t>(sqlite3_column_int64(st, i));
+    case SQLITE_FLOAT:
+      return sqlite3_column_double(st, i);
+    case SQLITE_NULL:
+      return std::monostate{};
     default: {
       const unsigned char* t = sqlite3_column_text(st, i);
       return std::string(t ? reinterpret_cast<const char*>(t) : "",
@@ -663,8 +698,7 @@ std::int64_t Database::executeSelectInto(const std::string& jetSql,
   if (intoIdx + 1 >= words.size()) throw StoreError("Syntax error in SELECT … INTO statement.");
   const Word& target = words[intoIdx + 1];
   std::string table = nameAt(jetSql, target);
-  std::string select =
-      jetSql.substr(0, words[intoIdx].begin) + " " + jetSql.substr(target.end);
+  std::string select = jetSql.substr(0, words[intoIdx].begin) + " " + jetSql.substr(target.end);
   std::string sql = translateJetSql(select);
   if (tableExists(table)) throw StoreError("Table '" + table + "' already exists.");
 
@@ -704,7 +738,7 @@ std::int64_t Database::executeSelectInto(const std::string& jetSql,
   if (own) begin();
   try {
     createTable(table, defs);
-    std::string ins = "INSERT INTO " + bracket(table) + " " + sql;
+    std::string ins = "INSERT INTO " + qid(table) + " " + sql;
     sqlite3_stmt* is = prepare(db_, ins);
     StmtGuard ig{is};
     bindAll(is, params);
@@ -733,9 +767,10 @@ Value Database::scalar(const std::string& jetSql, const std::vector<Value>& para
 
 std::vector<std::string> Database::tableNames() const {
   std::vector<std::string> names;
-  sqlite3_stmt* st = prepare(
-      db_, "SELECT name FROM sqlite_master WHERE type='table' AND name NOT LIKE 'sqlite\\_%' "
-           "ESCAPE '\\' ORDER BY rowid");
+  sqlite3_stmt* st =
+      prepare(db_,
+              "SELECT name FROM sqlite_master WHERE type='table' AND name NOT LIKE 'sqlite\\_%' "
+              "ESCAPE '\\' ORDER BY rowid");
   StmtGuard g{st};
   while (sqlite3_step(st) == SQLITE_ROW)
     names.emplace_back(reinterpret_cast<const char*>(sqlite3_column_text(st, 0)));
@@ -765,10 +800,10 @@ std::vector<FieldDef> Database::fields(const std::string& table) const {
 
 void Database::createTable(const std::string& name, const std::vector<FieldDef>& fields) {
   if (fields.empty()) throw StoreError("Table '" + name + "' must have at least one field.");
-  std::string sql = "CREATE TABLE " + bracket(name) + " (";
+  std::string sql = "CREATE TABLE " + qid(name) + " (";
   for (std::size_t i = 0; i < fields.size(); ++i) {
     if (i) sql += ", ";
-    sql += bracket(fields[i].name) + " " + fields[i].declared();
+    sql += qid(fields[i].name) + " " + fields[i].declared();
   }
   sql += ")";
   char* err = nullptr;
@@ -780,7 +815,7 @@ void Database::createTable(const std::string& name, const std::vector<FieldDef>&
 }
 
 void Database::dropTable(const std::string& name) {
-  std::string sql = "DROP TABLE " + bracket(name);
+  std::string sql = "DROP TABLE " + qid(name);
   char* err = nullptr;
   if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &err) != SQLITE_OK) {
     std::string msg = err ? err : "DROP TABLE failed";
@@ -790,17 +825,15 @@ void Database::dropTable(const std::string& name) {
 }
 
 std::int64_t Database::rowCount(const std::string& table) {
-  return static_cast<std::int64_t>(
-      valueToDouble(scalar("SELECT count(*) FROM " + bracket(table))));
+  return static_cast<std::int64_t>(valueToDouble(scalar("SELECT count(*) FROM " + bracket(table))));
 }
 
 void Database::roundSingles(const std::string& table) {
   for (const auto& f : fields(table)) {
     if (f.type != JetType::Single) continue;
-    std::string c = bracket(f.name);
-    std::string sql = "UPDATE " + bracket(table) + " SET " + c + " = sarnoth_single(" + c +
-                      ") WHERE typeof(" + c + ")='real' AND " + c + " <> sarnoth_single(" + c +
-                      ")";
+    std::string c = qid(f.name);
+    std::string sql = "UPDATE " + qid(table) + " SET " + c + " = sarnoth_single(" + c +
+                      ") WHERE typeof(" + c + ")='real' AND " + c + " <> sarnoth_single(" + c + ")";
     char* err = nullptr;
     if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &err) != SQLITE_OK) {
       std::string msg = err ? err : "";
@@ -878,10 +911,12 @@ Value Cursor::get(int i) const { return columnValue(st_, i); }
 Recordset Recordset::openTable(Database& db, const std::string& table) {
   Recordset r;
   r.db_ = &db;
-  if (!db.tableExists(table)) throw StoreError("The Microsoft Jet database engine cannot find the input table or query '" + table + "'.");
+  if (!db.tableExists(table))
+    throw StoreError("The Microsoft Jet database engine cannot find the input table or query '" +
+                     table + "'.");
   r.table_ = table;
   r.fields_ = db.fields(table);
-  sqlite3_stmt* st = prepare(db.handle(), "SELECT rowid, * FROM " + bracket(table) + " ORDER BY rowid");
+  sqlite3_stmt* st = prepare(db.handle(), "SELECT rowid, * FROM " + qid(table) + " ORDER BY rowid");
   StmtGuard g{st};
   int rc;
   while ((rc = sqlite3_step(st)) == SQLITE_ROW) {
@@ -922,7 +957,9 @@ void Recordset::close() {
 }
 
 void Recordset::moveFirst() { pos_ = 0; }
-void Recordset::moveLast() { pos_ = rows_.empty() ? 0 : static_cast<std::int64_t>(rows_.size()) - 1; }
+void Recordset::moveLast() {
+  pos_ = rows_.empty() ? 0 : static_cast<std::int64_t>(rows_.size()) - 1;
+}
 void Recordset::moveNext() {
   if (pos_ < static_cast<std::int64_t>(rows_.size())) ++pos_;
 }
@@ -1003,7 +1040,7 @@ void Recordset::update() {
     if (touched_[k]) cols.push_back(k);
   sqlite3* h = db_->handle();
   if (mode_ == EditMode::Add) {
-    std::string sql = "INSERT INTO " + bracket(table_);
+    std::string sql = "INSERT INTO " + qid(table_);
     if (cols.empty()) {
       sql += " DEFAULT VALUES";
     } else {
@@ -1014,7 +1051,7 @@ void Recordset::update() {
           sql += ", ";
           vals += ", ";
         }
-        sql += bracket(fields_[cols[j]].name);
+        sql += qid(fields_[cols[j]].name);
         vals += "?";
       }
       sql += ") VALUES (" + vals + ")";
@@ -1028,17 +1065,18 @@ void Recordset::update() {
     rows_.push_back(buffer_);
   } else {
     if (!cols.empty()) {
-      std::string sql = "UPDATE " + bracket(table_) + " SET ";
+      std::string sql = "UPDATE " + qid(table_) + " SET ";
       for (std::size_t j = 0; j < cols.size(); ++j) {
         if (j) sql += ", ";
-        sql += bracket(fields_[cols[j]].name) + " = ?";
+        sql += qid(fields_[cols[j]].name) + " = ?";
       }
       sql += " WHERE rowid = ?";
       sqlite3_stmt* st = prepare(h, sql);
       StmtGuard g{st};
       for (std::size_t j = 0; j < cols.size(); ++j)
         bindValue(st, static_cast<int>(j) + 1, buffer_[cols[j]]);
-      sqlite3_bind_int64(st, static_cast<int>(cols.size()) + 1, rowids_[static_cast<std::size_t>(pos_)]);
+      sqlite3_bind_int64(st, static_cast<int>(cols.size()) + 1,
+                         rowids_[static_cast<std::size_t>(pos_)]);
       if (sqlite3_step(st) != SQLITE_DONE) fail(h, "");
     }
     rows_[static_cast<std::size_t>(pos_)] = buffer_;
@@ -1052,7 +1090,7 @@ void Recordset::remove() {
   if (!editable()) throw StoreError("Database or object is read-only.");
   if (eof() || bof()) throw StoreError("No current record.");
   sqlite3* h = db_->handle();
-  sqlite3_stmt* st = prepare(h, "DELETE FROM " + bracket(table_) + " WHERE rowid = ?");
+  sqlite3_stmt* st = prepare(h, "DELETE FROM " + qid(table_) + " WHERE rowid = ?");
   StmtGuard g{st};
   sqlite3_bind_int64(st, 1, rowids_[static_cast<std::size_t>(pos_)]);
   if (sqlite3_step(st) != SQLITE_DONE) fail(h, "");
@@ -1066,15 +1104,17 @@ TableWriter::TableWriter(Database& db, const std::string& table,
                          const std::vector<std::string>& columns)
     : db_(db) {
   auto defs = db.fields(table);
-  if (defs.empty()) throw StoreError("The Microsoft Jet database engine cannot find the input table or query '" + table + "'.");
-  std::string sql = "INSERT INTO " + bracket(table) + " (";
+  if (defs.empty())
+    throw StoreError("The Microsoft Jet database engine cannot find the input table or query '" +
+                     table + "'.");
+  std::string sql = "INSERT INTO " + qid(table) + " (";
   std::string vals;
   for (std::size_t i = 0; i < columns.size(); ++i) {
     if (i) {
       sql += ", ";
       vals += ", ";
     }
-    sql += bracket(columns[i]);
+    sql += qid(columns[i]);
     vals += "?";
     bool single = false;
     for (const auto& d : defs)
@@ -1084,7 +1124,8 @@ TableWriter::TableWriter(Database& db, const std::string& table,
   sql += ") VALUES (" + vals + ")";
   st_ = prepare(db.handle(), sql);
   // A savepoint works both alone and inside a caller's transaction.
-  if (sqlite3_exec(db.handle(), "SAVEPOINT sarnoth_writer", nullptr, nullptr, nullptr) != SQLITE_OK) {
+  if (sqlite3_exec(db.handle(), "SAVEPOINT sarnoth_writer", nullptr, nullptr, nullptr) !=
+      SQLITE_OK) {
     sqlite3_finalize(st_);
     st_ = nullptr;
     fail(db.handle(), "");

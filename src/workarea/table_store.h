@@ -123,7 +123,7 @@ class Cursor {
   int columnCount() const;
   std::string columnName(int i) const;
   int columnIndex(const std::string& name) const;  // case-blind; -1 when absent
-  FieldDef columnField(int i) const;  // the declared type of the source column, if any
+  FieldDef columnField(int i) const;               // the declared type of the source column, if any
   bool isNull(int i) const;
   double getDouble(int i) const;
   float getFloat(int i) const { return static_cast<float>(getDouble(i)); }

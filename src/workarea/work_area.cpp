@@ -36,9 +36,9 @@ Database openStoreFor(const std::string& mdbPath) {
 }
 
 const std::vector<std::string>& workAreaDirectories() {
-  static const std::vector<std::string> dirs = {
-      "Qury_Dat", "Grid_dat", "Imag_Dat", "Prof_Dat", "Prof_Dat/2DMT",
-      "Proc_Dat", "Proc_Dat/map", "temp", "temp/map"};
+  static const std::vector<std::string> dirs = {"Qury_Dat",     "Grid_dat",      "Imag_Dat",
+                                                "Prof_Dat",     "Prof_Dat/2DMT", "Proc_Dat",
+                                                "Proc_Dat/map", "temp",          "temp/map"};
   return dirs;
 }
 

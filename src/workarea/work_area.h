@@ -67,8 +67,8 @@ enum class OverwriteRule { Ask, Refuse };
 
 // How a tool registers its result table.
 struct Registration {
-  std::string origin;        // "查询库名"
-  std::string note;          // "说明"
+  std::string origin;  // "查询库名"
+  std::string note;    // "说明"
   OverwriteRule rule = OverwriteRule::Ask;
   std::string ruleText;      // the question (ask) or the message (refuse)
   std::string originOnEdit;  // origin written when an existing row is edited; empty: `origin`

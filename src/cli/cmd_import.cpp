@@ -1,0 +1,142 @@
+// import table, export table: outside tables in and out of the work area.
+#include <iostream>
+
+#include "cli/cli.h"
+#include "workarea/session.h"
+#include "workarea/table_import.h"
+#include "workarea/work_area.h"
+
+namespace sarnoth::cli {
+namespace {
+
+DelimitedOptions delimitedOptions(const Args& a) {
+  DelimitedOptions o;
+  std::string d = a.get("delimiter", ",");
+  if (d == "tab" || d == "\\t")
+    o.delimiter = '\t';
+  else if (d == "blank" || d == "space" || d == " ")
+    o.delimiter = ' ';
+  else if (!d.empty())
+    o.delimiter = d[0];
+  o.decimal = a.get("decimal", ".") == "," ? ',' : '.';
+  std::string e = a.get("encoding", "auto");
+  o.encoding = e == "gbk"    ? TextEncoding::Gbk
+               : e == "utf8" ? TextEncoding::Utf8
+                             : TextEncoding::Auto;
+  o.headerRow = !a.has("no-header");
+  return o;
+}
+
+int runImport(Args& a) {
+  std::string kind = a.pos(0);
+  std::string file = a.pos(1);
+  if (kind != "table" || file.empty())
+    return failWith("usage: sarnoth-cli import table FILE --name NEW [--layer SHEET] ...");
+  std::string error;
+  if (a.has("list-layers")) {
+    auto layers = listLayers(file, error);
+    if (!error.empty()) return failWith(error);
+    for (const auto& l : layers) std::cout << l << "\n";
+    return 0;
+  }
+  auto src = openSource(file, a.get("layer"), delimitedOptions(a), error);
+  if (!src) return failWith(error);
+  ImportPreview preview;
+  Outcome p = previewSource(*src, preview, static_cast<int>(a.getInt("preview", 5)));
+  if (!p) return failWith(p.message);
+  // --type NAME=SINGLE,OTHER=TEXT(20) overrides guesses; --skip NAME,NAME leaves columns out.
+  std::string types = a.get("type");
+  std::size_t at = 0;
+  while (at < types.size()) {
+    std::size_t comma = types.find(',', at);
+    // TEXT(n) holds no comma, so a plain split works.
+    std::string item =
+        types.substr(at, comma == std::string::npos ? std::string::npos : comma - at);
+    at = comma == std::string::npos ? types.size() : comma + 1;
+    std::size_t eq = item.find('=');
+    if (eq == std::string::npos) continue;
+    for (auto& c : preview.columns)
+      if (c.name == item.substr(0, eq)) c.type = FieldDef::parse(c.name, item.substr(eq + 1));
+  }
+  std::string skip = "," + a.get("skip") + ",";
+  for (auto& c : preview.columns)
+    if (skip.find("," + c.name + ",") != std::string::npos) c.import = false;
+
+  std::cout << preview.rowCount << " rows; columns:\n";
+  for (const auto& c : preview.columns)
+    std::cout << "  " << c.name << "\t" << c.type.declared() << (c.import ? "" : "\t(skipped)")
+              << "\n";
+  std::string name = a.get("name");
+  if (name.empty()) return a.has("preview") ? 0 : failWith("请输入新数据表名. (--name)");
+  std::string work = workPath(a);
+  if (work.empty()) return failWith(kRefusalText);
+  try {
+    Database db = openWorkDatabase(work);
+    CliInteraction ui(a);
+    CliProgress progress("导入");
+    ImportReport rep;
+    Outcome o = importTable(db, *src, preview.columns, name, ui, progress, &rep);
+    if (!o) return o.message.empty() ? 3 : failWith(o.message);
+    std::cout << o.message << "\n";
+  } catch (const StoreError& e) {
+    return failWith(e.what());
+  }
+  return 0;
+}
+
+int runExport(Args& a) {
+  std::string kind = a.pos(0);
+  std::string table = a.pos(1);
+  std::string out = a.pos(2);
+  if (kind != "table" || table.empty() || out.empty())
+    return failWith(
+        "usage: sarnoth-cli export table TABLE OUT [--format csv|xlsx|dbf] [--nulls-empty]");
+  ExportOptions opt;
+  std::string fmt = a.get("format");
+  if (fmt.empty()) {
+    std::string lo = out;
+    for (char& c : lo) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    fmt = lo.size() > 5 && lo.substr(lo.size() - 5) == ".xlsx"  ? "xlsx"
+          : lo.size() > 4 && lo.substr(lo.size() - 4) == ".dbf" ? "dbf"
+                                                                : "csv";
+  }
+  opt.format = fmt == "xlsx"  ? ExportFormat::Xlsx
+               : fmt == "dbf" ? ExportFormat::Dbf
+                              : ExportFormat::Csv;
+  opt.nullsEmpty = a.has("nulls-empty");
+  opt.encoding = a.get("encoding", "gbk") == "utf8" ? TextEncoding::Utf8 : TextEncoding::Gbk;
+  opt.crlf = a.get("eol", "crlf") != "lf";
+  std::string d = a.get("delimiter", ",");
+  opt.delimiter = d == "tab" ? '\t' : d.empty() ? ',' : d[0];
+  std::string work = workPath(a);
+  if (work.empty()) return failWith(kRefusalText);
+  try {
+    Database db = openWorkDatabase(work);
+    CliProgress progress("转出");
+    std::int64_t rows = 0;
+    Outcome o = exportTable(db, table, out, opt, progress, &rows);
+    if (!o) return failWith(o.message);
+    std::cout << rows << " rows written to " << out << "\n";
+  } catch (const StoreError& e) {
+    return failWith(e.what());
+  }
+  return 0;
+}
+
+CommandRegistrar regImport{
+    {"import", "bring an outside table into the work area",
+     "usage: sarnoth-cli import table FILE --name NEW [--layer SHEET] [--delimiter ,|;|tab|blank]\n"
+     "         [--decimal .|,] [--encoding auto|gbk|utf8] [--no-header] [--type COL=SINGLE,...]\n"
+     "         [--skip COL,...] [--yes] [--workarea DIR]\n"
+     "       sarnoth-cli import table FILE --list-layers     (sheets or tables of the file)\n"
+     "       sarnoth-cli import table FILE --preview N       (columns and guessed types only)\n"
+     "Text: .csv .txt .tsv .prn .dat; through GDAL: .xlsx .xls .ods .dbf; Jet: .mdb.",
+     runImport}};
+CommandRegistrar regExport{
+    {"export", "send a registered table out as CSV, .xlsx or .dbf",
+     "usage: sarnoth-cli export table TABLE OUT [--format csv|xlsx|dbf] [--nulls-empty]\n"
+     "         [--encoding gbk|utf8] [--eol crlf|lf] [--delimiter ,|;|tab] [--workarea DIR]",
+     runExport}};
+
+}  // namespace
+}  // namespace sarnoth::cli

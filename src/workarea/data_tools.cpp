@@ -1,0 +1,171 @@
+#include "workarea/data_tools.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "workarea/work_area.h"
+
+namespace sarnoth {
+namespace fs = std::filesystem;
+
+namespace {
+
+bool isQuery(const std::string& sql) {
+  std::string l;
+  for (char c : sql) l += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  std::size_t b = l.find_first_not_of(" \t\r\n(");
+  if (b == std::string::npos) return false;
+  bool select = l.compare(b, 6, "select") == 0 || l.compare(b, 4, "with") == 0 ||
+                l.compare(b, 6, "pragma") == 0;
+  // "Select … Into" makes a table: it is a statement, not a query.
+  return select && l.find(" into ") == std::string::npos;
+}
+
+}  // namespace
+
+Outcome runStatement(Database& db, const std::string& sql, QueryResult& out, std::size_t rowLimit) {
+  out = QueryResult{};
+  if (sql.find_first_not_of(" \t\r\n;") == std::string::npos)
+    return Outcome::failure("请输入SQL语句.");
+  try {
+    if (isQuery(sql)) {
+      Cursor c = db.query(sql);
+      for (int i = 0; i < c.columnCount(); ++i) out.columns.push_back(c.columnName(i));
+      while (c.next()) {
+        if (out.rows.size() >= rowLimit) {
+          out.truncated = true;
+          break;
+        }
+        std::vector<Value> row;
+        row.reserve(out.columns.size());
+        for (int i = 0; i < c.columnCount(); ++i) row.push_back(c.get(i));
+        out.rows.push_back(std::move(row));
+      }
+    } else {
+      out.changed = db.execute(sql);
+    }
+  } catch (const StoreError& e) {
+    return Outcome::failure(e.what());
+  }
+  return Outcome::success();
+}
+
+Outcome saveQueryAsTable(Database& db, const std::string& query, const std::string& newName,
+                         Interaction& ui) {
+  if (newName.empty()) return Outcome::failure("请输入新数据表名.");
+  if (!isQuery(query)) return Outcome::failure("只有查询语句的结果可以存为数据表.");
+  std::string body = query;
+  while (!body.empty() && (body.back() == ';' || body.back() == ' ' || body.back() == '\n'))
+    body.pop_back();
+  try {
+    db.begin();
+    Registration how{kSqlOrigin, "", OverwriteRule::Refuse, kSqlTableExists, "", true};
+    RegisterResult r = registerTable(db, newName, how, ui);
+    if (r == RegisterResult::Refused) {
+      db.rollback();
+      return Outcome::failure(kSqlTableExists);
+    }
+    if (db.tableExists(newName)) {
+      // Not registered but present: the name is taken all the same.
+      db.rollback();
+      ui.inform(kTitle, kSqlTableExists, Icon::Information);
+      return Outcome::failure(kSqlTableExists);
+    }
+    std::int64_t n = db.execute("Select * Into " + bracket(newName) + " From (" + body + ")");
+    db.commit();
+    return Outcome::success("已存为数据表 " + newName + ", 共 " + std::to_string(n) + " 条记录.");
+  } catch (const StoreError& e) {
+    db.rollback();
+    return Outcome::failure(std::string("创建新数据表错误, ") + e.what());
+  }
+}
+
+std::vector<std::string> unregisteredTables(Database& db) {
+  std::vector<std::string> reg, all, out;
+  listRegisteredTables(db, reg);
+  listDatabaseTables(db, all);
+  auto sameName = [](const std::string& a, const std::string& b) {
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+             return std::tolower(static_cast<unsigned char>(x)) ==
+                    std::tolower(static_cast<unsigned char>(y));
+           });
+  };
+  for (const auto& t : all)
+    if (std::none_of(reg.begin(), reg.end(), [&](const std::string& r) { return sameName(r, t); }))
+      out.push_back(t);
+  return out;
+}
+
+std::vector<std::string> orphanRegistryRows(Database& db) {
+  std::vector<std::string> reg, out;
+  listRegisteredTables(db, reg);
+  for (const auto& r : reg)
+    if (!db.tableExists(r)) out.push_back(r);
+  return out;
+}
+
+Outcome registerExistingTable(Database& db, const std::string& name) {
+  if (!db.tableExists(name)) return Outcome::failure("数据表不存在: " + name);
+  ScriptedInteraction quiet;
+  try {
+    Registration how{kCleanOrigin, kCleanNote, OverwriteRule::Refuse, "", "", false};
+    if (registerTable(db, name, how, quiet) == RegisterResult::Refused)
+      return Outcome::failure("数据表已登记: " + name);
+  } catch (const StoreError& e) {
+    return Outcome::failure(e.what());
+  }
+  return Outcome::success();
+}
+
+Outcome removeTables(Database& db, const std::vector<std::string>& names, Interaction& ui) {
+  if (names.empty()) return Outcome::failure("请选择数据表.");
+  if (ui.ask(kTitle, kConfirmRemoveText, Buttons::YesNo, Icon::Question) != Answer::Yes)
+    return Outcome::failure("");
+  try {
+    db.begin();
+    for (const auto& n : names) removeWorkTable(db, n);
+    db.commit();
+  } catch (const StoreError& e) {
+    db.rollback();
+    return Outcome::failure(e.what());
+  }
+  ui.inform(kTitle, kRemovedText, Icon::Information);
+  return Outcome::success(kRemovedText);
+}
+
+Outcome compactWorkDatabase(const std::string& workPath, Database& db) {
+  std::string store = storePathFor(workPath + "\\Qury_Dat\\QueryDB.mdb");
+  std::string scratch = storePathFor(workPath + "\\Qury_Dat\\QueryDBNN.mdb");
+  db.close();
+  std::error_code ec;
+  fs::remove(scratch, ec);
+  try {
+    {
+      Database d = Database::open(store);
+      sqlite3_stmt* st = nullptr;
+      if (sqlite3_prepare_v2(d.handle(), "VACUUM INTO ?", -1, &st, nullptr) != SQLITE_OK)
+        throw StoreError(sqlite3_errmsg(d.handle()));
+      sqlite3_bind_text(st, 1, scratch.c_str(), -1, SQLITE_TRANSIENT);
+      int rc = sqlite3_step(st);
+      std::string msg = sqlite3_errmsg(d.handle());
+      sqlite3_finalize(st);
+      if (rc != SQLITE_DONE) throw StoreError(msg);
+    }
+    fs::copy_file(scratch, store, fs::copy_options::overwrite_existing, ec);
+    if (ec) throw StoreError(ec.message());
+    fs::remove(scratch, ec);
+    db = Database::open(store);
+  } catch (const StoreError& e) {
+    fs::remove(scratch, ec);
+    try {
+      db = Database::open(store);
+    } catch (const StoreError&) {
+    }
+    return Outcome::failure(std::string("数据库压缩错误: ") + e.what());
+  }
+  return Outcome::success(kCompactedText);
+}
+
+}  // namespace sarnoth

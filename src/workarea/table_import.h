@@ -1,0 +1,116 @@
+// Bringing outside tables into the work area (the import window "外部表格数据导入工作区") and
+// sending registered tables out again.
+//
+// Sources: delimited text (CSV, tab, semicolon, blank or bar separated; GBK or UTF-8; header row
+// or not; decimal point or comma), spreadsheets and dBASE files through GDAL/OGR (.xlsx, .xls,
+// .ods, .dbf — one layer per sheet), and tables of Jet .mdb files through mdbtools. A source is
+// read in two passes: the first checks its shape and guesses each column's type, the second
+// writes. Empty cells, and text where a number is expected, become -1E+38 and are counted. The
+// new table is registered under the ask rule ("检索结果表名已存在,是否覆盖?", "OutDataIn",
+// "外部数据导入"), and registration, table and rows go in one transaction: a failure leaves the
+// work area as it was.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "workarea/interaction.h"
+#include "workarea/progress.h"
+#include "workarea/table_store.h"
+
+namespace sarnoth {
+
+enum class TextEncoding { Auto, Gbk, Utf8 };
+
+struct DelimitedOptions {
+  char delimiter = ',';  // ' ' means runs of blanks and tabs
+  char decimal = '.';    // '.' or ','
+  TextEncoding encoding = TextEncoding::Auto;
+  bool headerRow = true;
+};
+
+// What an import offers the user before it runs: the sheets or tables, columns, guessed types,
+// and the first rows.
+struct ImportColumn {
+  std::string name;
+  FieldDef type;  // guessed; the user may change it
+  bool import = true;
+};
+
+struct ImportPreview {
+  std::vector<std::string> layers;  // sheets or tables of the file; empty for text
+  std::vector<ImportColumn> columns;
+  std::vector<std::vector<std::string>> firstRows;
+  std::int64_t rowCount = 0;
+};
+
+struct ImportReport {
+  std::int64_t rows = 0;
+  std::int64_t nullsWritten = 0;  // empty or unreadable numeric cells stored as -1E+38
+  bool overwritten = false;
+};
+
+// A readable table: a header and rows of text cells. Implementations for text, OGR and Jet.
+class RowSource {
+ public:
+  virtual ~RowSource() = default;
+  virtual const std::vector<std::string>& header() const = 0;
+  // Declared types where the source has them (Jet), else empty.
+  virtual std::vector<FieldDef> declaredTypes() const { return {}; }
+  // Next row; cells missing from the source are empty. False at the end.
+  virtual bool next(std::vector<std::string>& cells) = 0;
+  virtual void rewind() = 0;
+  virtual std::int64_t approxRows() const { return 0; }
+  // The decimal mark of number cells.
+  virtual char decimal() const { return '.'; }
+};
+
+// Opening sources. Failures return null and put the system's kind of message into `error`.
+std::unique_ptr<RowSource> openDelimited(const std::string& path, const DelimitedOptions& opt,
+                                         std::string& error);
+// Sheets or tables of a spreadsheet, dBASE or Jet file.
+std::vector<std::string> listLayers(const std::string& path, std::string& error);
+std::unique_ptr<RowSource> openLayer(const std::string& path, const std::string& layer,
+                                     std::string& error);
+// Any supported file: text by its extension (.csv .txt .tsv .dat .prn), else a layer.
+std::unique_ptr<RowSource> openSource(const std::string& path, const std::string& layer,
+                                      const DelimitedOptions& opt, std::string& error);
+
+// Reads the whole source once: checks its shape (ragged rows are refused with their line),
+// guesses types, keeps `previewRows` rows.
+Outcome previewSource(RowSource& src, ImportPreview& out, int previewRows = 20);
+
+// Imports into `tableName` with the columns as chosen. Asks through `ui` when the name exists.
+Outcome importTable(Database& db, RowSource& src, const std::vector<ImportColumn>& columns,
+                    const std::string& tableName, Interaction& ui, Progress& progress,
+                    ImportReport* report = nullptr);
+
+// Guessing one column from its cells: LONG for whole numbers, SINGLE for numbers a float holds
+// to the digits written, DOUBLE for more digits, else TEXT(n).
+FieldDef guessColumnType(const std::string& name, const std::vector<std::string>& cells,
+                         char decimal = '.');
+
+// ---- export -----------------------------------------------------------------------------------
+
+enum class ExportFormat { Csv, Xlsx, Dbf };
+
+struct ExportOptions {
+  ExportFormat format = ExportFormat::Csv;
+  bool nullsEmpty = false;  // write -1E+38 as an empty cell instead of "-1E+38"
+  char delimiter = ',';
+  TextEncoding encoding = TextEncoding::Gbk;
+  bool crlf = true;
+};
+
+Outcome exportTable(Database& db, const std::string& table, const std::string& path,
+                    const ExportOptions& opt, Progress& progress, std::int64_t* rows = nullptr);
+
+// The shortest text of a stored number: a float's when the value is a float, else a double's.
+std::string numberText(double v);
+// The same for a field of a known type: SINGLE fields print as floats, others as doubles.
+std::string numberText(double v, JetType type);
+
+}  // namespace sarnoth
