@@ -258,8 +258,8 @@ struct GriddingRunResult {
   std::vector<krig::FittedVariogram> variograms;
 };
 
-// A whole run of the tool: the overwrite question, reading the table, the computation and the
-// file with magic "#SRNTHGRIDB#" and method "ScatToGrid". On failure no file of this run is left.
+// A whole run of the tool: the overwrite question (Yes deletes the old file first), reading the
+// table, the computation and the file with magic "#SRNTHGRIDB#" and method "ScatToGrid".
 GriddingRunResult runGridding(const std::string& workPath, const GriddingJob& job,
                               const GriddingSettings& settings, Interaction& ui,
                               Progress& progress = noProgress());
