@@ -697,6 +697,17 @@ void krigingGridding(PointSource& points, const GriddingJob& job, const Gridding
   stats.store(out);
 }
 
+// Rewrites the tail of a grid file of `nodes` nodes as the spare element (0) and the end mark.
+bool appendSpareElement(const std::string& path, std::size_t nodes) {
+  std::FILE* f = std::fopen(path.c_str(), "r+b");
+  if (!f) return false;
+  static const char tail[13] = {0, 0, 0, 0, '#', 'E', 'N', 'D', 'D', 'A', 'T', 'A', '#'};
+  bool ok = std::fseek(f, static_cast<long>(100 + 4 * nodes), SEEK_SET) == 0 &&
+            std::fwrite(tail, 1, sizeof tail, f) == sizeof tail;
+  if (std::fclose(f) != 0) ok = false;
+  return ok;
+}
+
 }  // namespace
 
 GridComputation computeGrid(PointSource& points, const GriddingJob& job,
@@ -840,8 +851,17 @@ GriddingRunResult runGridding(const std::string& workPath, const GriddingJob& jo
       return res;
     }
   }
+  // The shared writer takes the Columns·Rows nodes; the spare element goes in after them,
+  // before the end mark, as the tool's one-block write puts it there.
   errno = 0;
-  if (!writeGrid(res.path, h.magic, h.method, h, res.grid.nodes)) {
+  const bool spare = res.grid.nodes.size() > job.geometry.nodeCount();
+  if (spare) res.grid.nodes.pop_back();
+  bool written = writeGrid(res.path, h.magic, h.method, h, res.grid.nodes);
+  if (spare) {
+    res.grid.nodes.push_back(0.0f);
+    if (written) written = appendSpareElement(res.path, res.grid.nodes.size() - 1);
+  }
+  if (!written) {
     if (rowByRow)
       res.outcome = Outcome::failure(kMsgWriteFailed + std::string(std::strerror(errno)));
     else
