@@ -22,7 +22,7 @@ awk -v n="$ROWS" 'BEGIN {
   printf "样号,东坐标,北坐标,Au,Cu,岩性\r\n"
   split("花岗岩 片麻岩 大理岩 石英脉", rock, " ")
   for (i = 1; i <= n; i++) {
-    y = 3200000 + int(i / 2) + (i % 2 ? ".5" : "")
+    y = sprintf("%d", 3200000 + int(i / 2)) (i % 2 ? ".5" : "")
     au = (i % 1000 == 0) ? "" : sprintf("%g", (i % 997) / 4)
     printf "S%06d,%d,%s,%s,%d,%s\r\n", i, 500000 + i, y, au, i % 311, rock[i % 4 + 1]
   }
