@@ -3,6 +3,7 @@
 #include "prep/gridding.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <filesystem>
@@ -350,7 +351,9 @@ TEST(Rounding, HalfAwayFromZeroThroughText) {
 class GriddingRun : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    dir_ = std::filesystem::temp_directory_path() / "sarnoth_gridding_test";
+    // One directory per process: ctest runs the cases of this suite side by side.
+    dir_ = std::filesystem::temp_directory_path() /
+           ("sarnoth_gridding_test_" + std::to_string(::getpid()));
     std::filesystem::remove_all(dir_);
     ASSERT_TRUE(createDemoWorkArea(dir_.string()));
     work_ = withTrailingSeparator(dir_.string());
