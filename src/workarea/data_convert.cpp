@@ -194,18 +194,6 @@ Outcome exportTableAsScatter(Database& db, const std::string& table, const std::
   } catch (const StoreError& e) {
     return Outcome::failure(e.what());
   }
-  if (opt.nullsEmpty) {
-    const std::size_t n = f.names.size();
-    std::size_t kept = 0;
-    for (std::int64_t p = 0; p < f.recordCount; ++p) {
-      const float* row = f.values.data() + static_cast<std::size_t>(p) * n;
-      if (std::find(row, row + n, f.nullValue) != row + n) continue;
-      std::copy(row, row + n, f.values.begin() + static_cast<std::ptrdiff_t>(kept * n));
-      ++kept;
-    }
-    f.values.resize(kept * n);
-    f.recordCount = static_cast<std::int32_t>(kept);
-  }
   ScatterError e = opt.format == SaveFormat::ScatterBinary
                        ? writeBinaryScatter(path, f, kEndDataShort)
                        : writeAsciiScatter(path, asAsciiForm(f));

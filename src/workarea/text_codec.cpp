@@ -134,10 +134,46 @@ bool isValidUtf8(std::string_view s) {
   return true;
 }
 
+namespace {
+
+// Whether well-formed UTF-8 made of one- and two-byte characters reads like text: Latin, Greek
+// and the signs of the trade (°, µ, ², Δ). Combining marks and the scripts from Cyrillic on are
+// what a GBK text passing for UTF-8 turns into ("铜" is CD AD, a combining mark).
+bool plausibleNarrowUtf8(std::string_view s) {
+  for (std::size_t i = 0; i < s.size(); ++i) {
+    unsigned char c = static_cast<unsigned char>(s[i]);
+    if (c < 0x80) continue;
+    if (c >= 0xE0) return true;  // three or four bytes: every CJK character is written so
+    unsigned cp = ((c & 0x1Fu) << 6) | (static_cast<unsigned char>(s[++i]) & 0x3Fu);
+    if ((cp >= 0x300 && cp <= 0x36F) || cp >= 0x400) return false;
+  }
+  return true;
+}
+
+// Whether the bytes are well-formed GBK: a lead byte 0x81–0xFE followed by 0x40–0xFE (not 0x7F).
+bool isValidGbk(std::string_view s) {
+  for (std::size_t i = 0; i < s.size(); ++i) {
+    unsigned char c = static_cast<unsigned char>(s[i]);
+    if (c < 0x80) continue;
+    if (c == 0x80 || c == 0xFF || i + 1 >= s.size()) return false;
+    unsigned char t = static_cast<unsigned char>(s[++i]);
+    if (t < 0x40 || t == 0x7F || t == 0xFF) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
 std::string decodeFileText(std::string_view bytes) {
-  if (bytes.size() >= 3 && bytes.substr(0, 3) == "\xEF\xBB\xBF") bytes.remove_prefix(3);
-  if (isValidUtf8(bytes)) return std::string(bytes);
-  return gbkToUtf8(bytes);
+  if (bytes.size() >= 3 && bytes.substr(0, 3) == "\xEF\xBB\xBF") {
+    bytes.remove_prefix(3);
+    return std::string(bytes);
+  }
+  if (!isValidUtf8(bytes)) return gbkToUtf8(bytes);
+  // A short GBK text can pass for UTF-8 made of two-byte characters ("铜Cu"): unless those read
+  // like Latin or Greek text, it is taken as GBK, the system's own code page.
+  if (!plausibleNarrowUtf8(bytes) && isValidGbk(bytes)) return gbkToUtf8(bytes);
+  return std::string(bytes);
 }
 
 std::string gbkFixedField(std::string_view utf8, std::size_t width, char pad) {

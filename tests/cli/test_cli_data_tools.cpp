@@ -32,7 +32,7 @@ TEST(CliDataTools, TablesGoOutAsScatterFilesAndComeBack) {
   r = test::runCli("export table pts " + tmp.file("a.dat") +
                    " --format scatter-ascii --nulls-empty " + area);
   ASSERT_EQ(r.status, 0) << r.out;
-  EXPECT_EQ(test::readFile(tmp.file("a.dat")).rfind("#SRNTHSCATA#\r\nC_FROMBASE\r\n2\r\n", 0), 0u);
+  EXPECT_EQ(test::readFile(tmp.file("a.dat")).rfind("#SRNTHSCATA#\r\nC_FROMBASE\r\n3\r\n", 0), 0u);
 
   // The binary file comes back in by its magic, though its suffix says text.
   r = test::runCli("import table " + tmp.file("pts.dat") + " --name back " + area);

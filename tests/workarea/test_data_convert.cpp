@@ -118,15 +118,15 @@ TEST_F(ScatterTableTest, TablesExportAsScatterFilesOfTheSystem) {
   std::string text = test::readFile(asc);
   EXPECT_EQ(text.rfind("#SRNTHSCATA#\r\nC_FROMBASE\r\n3\r\n-1E+38\r\n4\r\nX,Y,Au,n\r\n", 0), 0u)
       << text;
-  // The "empty" choice leaves out the points that hold a null.
+  // A scatter file keeps every point and its nulls, whatever the choice for text forms.
   opt.nullsEmpty = true;
   opt.fields = {"Au", "X"};
   ASSERT_TRUE(saveTableAs(db, "化探", asc, opt, noProgress(), &points).ok);
-  EXPECT_EQ(points, 2);
+  EXPECT_EQ(points, 3);
   r = readAsciiScatter(asc);
   ASSERT_TRUE(r.ok());
   EXPECT_EQ(r.file.names, (std::vector<std::string>{"Au", "X"}));
-  EXPECT_EQ(r.file.at(1, 0), 2.75f);
+  EXPECT_EQ(r.file.at(1, 0), NULL_VALUE);
 
   // Exported and imported back, the numbers are the table's.
   ScriptedInteraction ui;
