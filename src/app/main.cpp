@@ -9,6 +9,12 @@
 int main(int argc, char** argv) {
   QApplication app(argc, argv);
   QApplication::setApplicationName("Sarnoth");
+  // Simplified Chinese glyphs first: left to the font fallback, Han characters may come from a
+  // Japanese or Korean face.
+  QFont font = QApplication::font();
+  font.setFamilies(
+      {"Noto Sans CJK SC", "Source Han Sans SC", "WenQuanYi Micro Hei", font.family()});
+  QApplication::setFont(font);
   auto window = sarnoth::gui::startWorkbench(sarnoth::executableDir());
   if (!window) return 0;
   return QApplication::exec();

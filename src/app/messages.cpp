@@ -1,13 +1,20 @@
 #include "app/messages.h"
 
 #include <QAbstractButton>
+#include <QFileDialog>
 #include <QMessageBox>
+#include <QStringList>
 
 namespace sarnoth::gui {
 namespace {
 
 MessageHandler& handler() {
   static MessageHandler h;
+  return h;
+}
+
+FileDialogHandler& saveHandler() {
+  static FileDialogHandler h;
   return h;
 }
 
@@ -89,5 +96,40 @@ ScriptedMessages::ScriptedMessages(std::vector<Answer> answers, Answer fallback)
 }
 
 ScriptedMessages::~ScriptedMessages() { setMessageHandler(std::move(previous_)); }
+
+QString qtFileFilter(const std::string& systemFilter) {
+  const QStringList parts = qs(systemFilter).split('|');
+  QStringList filters;
+  for (qsizetype i = 0; i + 1 < parts.size(); i += 2) {
+    QString patterns = parts[i + 1];
+    patterns.replace(';', ' ');
+    filters << parts[i] + " (" + patterns + ")";
+  }
+  return filters.join(";;");
+}
+
+FileDialogHandler setSaveDialogHandler(FileDialogHandler h) {
+  FileDialogHandler old = std::move(saveHandler());
+  saveHandler() = std::move(h);
+  return old;
+}
+
+std::string askSaveFileName(QWidget* parent, const std::string& title, const std::string& filter,
+                            const std::string& defaultName) {
+  if (saveHandler()) return saveHandler()(title, filter, defaultName);
+  return ss(QFileDialog::getSaveFileName(parent, qs(title), qs(defaultName), qtFileFilter(filter)));
+}
+
+ScriptedSaveDialogs::ScriptedSaveDialogs(std::vector<std::string> answers)
+    : answers_(std::move(answers)) {
+  previous_ = setSaveDialogHandler(
+      [this](const std::string& title, const std::string& filter, const std::string&) {
+        titles.push_back(title);
+        filters.push_back(filter);
+        return next_ < answers_.size() ? answers_[next_++] : std::string();
+      });
+}
+
+ScriptedSaveDialogs::~ScriptedSaveDialogs() { setSaveDialogHandler(std::move(previous_)); }
 
 }  // namespace sarnoth::gui

@@ -43,6 +43,33 @@ class ScriptedMessages {
   MessageHandler previous_;
 };
 
+// File dialogs go through here as well, so that a window that asks for a file name can be driven
+// headless. Filters are written as the system writes them: "描述|*.ext|描述|*.ext".
+using FileDialogHandler = std::function<std::string(
+    const std::string& title, const std::string& filter, const std::string& defaultName)>;
+
+// A save dialog; returns the chosen path, or "" when cancelled.
+std::string askSaveFileName(QWidget* parent, const std::string& title, const std::string& filter,
+                            const std::string& defaultName = {});
+// Installs a handler in place of the save dialog; returns the previous one.
+FileDialogHandler setSaveDialogHandler(FileDialogHandler handler);
+// "文本文件(*.RTF)|*.rtf|所有文件(*.*)|*.*" → "文本文件(*.RTF) (*.rtf);;所有文件(*.*) (*.*)".
+QString qtFileFilter(const std::string& systemFilter);
+
+// For tests: answers save dialogs from a queue ("" once it runs dry) and records their titles.
+class ScriptedSaveDialogs {
+ public:
+  explicit ScriptedSaveDialogs(std::vector<std::string> answers);
+  ~ScriptedSaveDialogs();
+  std::vector<std::string> titles;
+  std::vector<std::string> filters;
+
+ private:
+  std::vector<std::string> answers_;
+  std::size_t next_ = 0;
+  FileDialogHandler previous_;
+};
+
 // The engines' questions answered through the message boxes.
 class GuiInteraction : public Interaction {
  public:

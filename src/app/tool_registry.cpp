@@ -1,0 +1,81 @@
+#include "app/tool_registry.h"
+
+#include <QWidget>
+#include <exception>
+#include <map>
+
+namespace sarnoth::gui {
+namespace {
+
+std::map<std::string, ToolWindowFactory>& tools() {
+  static std::map<std::string, ToolWindowFactory> m;
+  return m;
+}
+
+std::map<std::string, MenuCommandHandler>& commands() {
+  static std::map<std::string, MenuCommandHandler> m;
+  return m;
+}
+
+template <typename Map, typename Fn>
+Fn replaceEntry(Map& map, const std::string& name, Fn fn) {
+  Fn old;
+  auto it = map.find(name);
+  if (it != map.end()) {
+    old = std::move(it->second);
+    map.erase(it);
+  }
+  if (fn) map.emplace(name, std::move(fn));
+  return old;
+}
+
+}  // namespace
+
+ToolWindowFactory registerToolWindow(const std::string& name, ToolWindowFactory factory) {
+  return replaceEntry(tools(), name, std::move(factory));
+}
+
+bool toolWindowAvailable(const std::string& name) { return tools().count(name) > 0; }
+
+QWidget* createToolWindow(const std::string& name, QWidget* parent, int mode) {
+  auto it = tools().find(name);
+  if (it == tools().end()) return nullptr;
+  ToolWindowFactory factory = it->second;
+  try {
+    return factory(parent, mode);
+  } catch (const std::exception&) {
+    // Created with errors ignored: a window that cannot open does not appear.
+    return nullptr;
+  }
+}
+
+std::vector<std::string> registeredToolWindows() {
+  std::vector<std::string> names;
+  for (const auto& [name, f] : tools()) names.push_back(name);
+  return names;
+}
+
+MenuCommandHandler registerMenuCommand(const std::string& menuName, MenuCommandHandler handler) {
+  return replaceEntry(commands(), menuName, std::move(handler));
+}
+
+bool menuCommandAvailable(const std::string& menuName) { return commands().count(menuName) > 0; }
+
+bool runMenuCommand(const std::string& menuName, QWidget* mainWindow) {
+  auto it = commands().find(menuName);
+  if (it == commands().end()) return false;
+  MenuCommandHandler handler = it->second;  // the handler may register others
+  handler(mainWindow);
+  return true;
+}
+
+std::string notYetAvailableText(const std::string& caption) {
+  QString plain = QString::fromStdString(caption);
+  // "离散数据网格化(&G)" → "离散数据网格化"
+  qsizetype amp = plain.indexOf("(&");
+  if (amp >= 0) plain.truncate(amp);
+  plain.remove('&');
+  return "“" + plain.trimmed().toStdString() + "” 工具尚未提供, 暂不可用。";
+}
+
+}  // namespace sarnoth::gui
