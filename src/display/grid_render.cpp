@@ -87,29 +87,40 @@ class Sampler {
     return !(v > -1e30f) || v == h_.nullValue || v > upper_;  // NaN counts as null
   }
 
-  Sample at(double u, double v) const {
+  // Where a fractional mesh coordinate falls along one axis of `count` nodes.
+  struct Axis {
+    bool inside = false;
+    int lo = 0, hi = 0, nearest = 0;
+    float frac = 0;
+  };
+  static Axis axis(double u, int count) {
+    Axis a;
+    a.inside = u >= -0.5 && u < count - 0.5;
+    if (!a.inside) return a;
+    double cu = std::clamp(u, 0.0, count - 1.0);
+    a.lo = std::min(static_cast<int>(cu), std::max(0, count - 2));
+    a.hi = std::min(a.lo + 1, count - 1);
+    a.frac = static_cast<float>(cu - a.lo);
+    a.nearest = std::clamp(static_cast<int>(std::floor(u + 0.5)), 0, count - 1);
+    return a;
+  }
+
+  Sample at(double u, double v) const { return at(axis(u, h_.nx), axis(v, h_.ny)); }
+
+  Sample at(const Axis& col, const Axis& row) const {
     Sample s;
-    const int nx = h_.nx, ny = h_.ny;
-    if (!(u >= -0.5 && u < nx - 0.5 && v >= -0.5 && v < ny - 0.5)) return s;
-    double cu = std::clamp(u, 0.0, nx - 1.0), cv = std::clamp(v, 0.0, ny - 1.0);
-    int c0 = std::min(static_cast<int>(cu), std::max(0, nx - 2));
-    int r0 = std::min(static_cast<int>(cv), std::max(0, ny - 2));
-    int c1 = std::min(c0 + 1, nx - 1), r1 = std::min(r0 + 1, ny - 1);
-    float fx = static_cast<float>(cu - c0), fy = static_cast<float>(cv - r0);
-    std::size_t i00 = static_cast<std::size_t>(r0) * nx + c0;
-    std::size_t i10 = static_cast<std::size_t>(r0) * nx + c1;
-    std::size_t i01 = static_cast<std::size_t>(r1) * nx + c0;
-    std::size_t i11 = static_cast<std::size_t>(r1) * nx + c1;
+    if (!col.inside || !row.inside) return s;
+    const std::size_t nx = static_cast<std::size_t>(h_.nx);
+    const std::size_t r0 = row.lo * nx, r1 = row.hi * nx;
     const float* z = g_.nodes.data();
+    const std::size_t i00 = r0 + col.lo, i10 = r0 + col.hi, i01 = r1 + col.lo, i11 = r1 + col.hi;
     if (!isNull(z[i00]) && !isNull(z[i10]) && !isNull(z[i01]) && !isNull(z[i11])) {
       s.kind = 4;
       s.idx[0] = i00, s.idx[1] = i10, s.idx[2] = i01, s.idx[3] = i11;
-      s.fx = fx, s.fy = fy;
+      s.fx = col.frac, s.fy = row.frac;
       return s;
     }
-    int c = std::clamp(static_cast<int>(std::floor(u + 0.5)), 0, nx - 1);
-    int r = std::clamp(static_cast<int>(std::floor(v + 0.5)), 0, ny - 1);
-    std::size_t i = static_cast<std::size_t>(r) * nx + c;
+    std::size_t i = row.nearest * nx + col.nearest;
     if (isNull(z[i])) return s;
     s.kind = 1;
     s.idx[0] = i;
@@ -132,6 +143,29 @@ class Sampler {
   const Grid& g_;
   const GridHeader& h_;
   float upper_;
+};
+
+// The sample of every pixel: on an unrotated mesh the column and row positions are worked out
+// once per column and once per row, otherwise per pixel; the arithmetic is the same.
+class PixelSampler {
+ public:
+  PixelSampler(const Sampler& s, const GridHeader& h, const ImageFrame& f)
+      : s_(s), m_(pixelToMesh(h, f)), straight_(unrotated(h.angle)) {
+    if (!straight_) return;
+    for (int i = 0; i < f.width; ++i) cols_.push_back(Sampler::axis(m_.u0 + i * m_.ui, h.nx));
+    for (int j = 0; j < f.height; ++j) rows_.push_back(Sampler::axis(m_.v0 + j * m_.vj, h.ny));
+  }
+  Sample at(int i, int j) const {
+    if (straight_)
+      return s_.at(cols_[static_cast<std::size_t>(i)], rows_[static_cast<std::size_t>(j)]);
+    return s_.at(m_.u0 + i * m_.ui + j * m_.uj, m_.v0 + i * m_.vi + j * m_.vj);
+  }
+
+ private:
+  const Sampler& s_;
+  PixelToMesh m_;
+  bool straight_;
+  std::vector<Sampler::Axis> cols_, rows_;
 };
 
 bool gridUsable(const Grid& g, std::string& error) {
@@ -272,14 +306,14 @@ RenderResult renderGraded(const Grid& grid, std::span<const float> levels,
 
   Sampler sampler(grid, INFINITY);
   LevelFinder finder(levels);
-  PixelToMesh m = pixelToMesh(grid.header, f);
+  PixelSampler pixels(sampler, grid.header, f);
   const float* z = grid.nodes.data();
   forRowBands(f.height, threads, [&](int j0, int j1) {
     for (int j = j0; j < j1; ++j) {
       std::uint8_t* px = img.pixels.data() + static_cast<std::size_t>(j) * f.width;
       std::uint8_t* mk = img.mask.data() + static_cast<std::size_t>(j) * f.width;
       for (int i = 0; i < f.width; ++i) {
-        Sample s = sampler.at(m.u0 + i * m.ui + j * m.uj, m.v0 + i * m.vi + j * m.vj);
+        Sample s = pixels.at(i, j);
         if (s.kind == 0) continue;
         px[i] = levelEntry[static_cast<std::size_t>(finder.find(Sampler::value(s, z)))];
         mk[i] = 1;
@@ -295,8 +329,9 @@ RenderResult renderGraded(const Grid& grid, std::span<const float> levels,
 namespace {
 
 // Horn's gradient at node (r, c) in map axes, before the vertical factor. A neighbour outside
-// the grid or null is extrapolated through the centre from its opposite (exact on a plane), or
-// takes the centre's value when the opposite is missing too.
+// the grid or null is extrapolated through the centre from its opposite, a corner neighbour
+// without its opposite from its two edge neighbours (both exact on a plane); what is left takes
+// the centre's value.
 struct Gradient {
   const Grid& g;
   const Sampler& nulls;
@@ -305,6 +340,25 @@ struct Gradient {
   bool at(int r, int c, double& gx, double& gy) const {
     const GridHeader& h = g.header;
     const float* z = g.nodes.data();
+    if (r > 0 && c > 0 && r < h.ny - 1 && c < h.nx - 1) {
+      // Inside the grid with all nine nodes present: the common case, without the repairs.
+      const float* p = z + static_cast<std::size_t>(r) * h.nx + c;
+      const float* s = p - h.nx;  // the row to the south
+      const float* n = p + h.nx;
+      if (!nulls.isNull(p[0]) && !nulls.isNull(p[-1]) && !nulls.isNull(p[1]) &&
+          !nulls.isNull(s[-1]) && !nulls.isNull(s[0]) && !nulls.isNull(s[1]) &&
+          !nulls.isNull(n[-1]) && !nulls.isNull(n[0]) && !nulls.isNull(n[1])) {
+        double gu = ((static_cast<double>(s[1]) + 2.0 * p[1] + n[1]) -
+                     (static_cast<double>(s[-1]) + 2.0 * p[-1] + n[-1])) /
+                    (8.0 * h.dx);
+        double gv = ((static_cast<double>(n[-1]) + 2.0 * n[0] + n[1]) -
+                     (static_cast<double>(s[-1]) + 2.0 * s[0] + s[1])) /
+                    (8.0 * h.dy);
+        gx = gu * cosA - gv * sinA;
+        gy = gu * sinA + gv * cosA;
+        return true;
+      }
+    }
     auto node = [&](int rr, int cc, double& out) {
       if (rr < 0 || cc < 0 || rr >= h.ny || cc >= h.nx) return false;
       float v = z[static_cast<std::size_t>(rr) * h.nx + cc];
@@ -319,9 +373,19 @@ struct Gradient {
     for (int dr = -1; dr <= 1; ++dr)
       for (int dc = -1; dc <= 1; ++dc)
         have[dr + 1][dc + 1] = node(r + dr, c + dc, w[dr + 1][dc + 1]);
+    bool known[3][3];
+    for (int a = 0; a < 3; ++a)
+      for (int b = 0; b < 3; ++b) {
+        known[a][b] = have[a][b] || have[2 - a][2 - b];
+        if (!have[a][b] && have[2 - a][2 - b]) w[a][b] = 2 * z0 - w[2 - a][2 - b];
+      }
+    // A corner whose opposite is missing too: from its two edge neighbours, as on a plane.
+    for (int a = 0; a < 3; a += 2)
+      for (int b = 0; b < 3; b += 2)
+        if (!known[a][b]) w[a][b] = known[a][1] && known[1][b] ? w[a][1] + w[1][b] - z0 : z0;
     for (int a = 0; a < 3; ++a)
       for (int b = 0; b < 3; ++b)
-        if (!have[a][b]) w[a][b] = have[2 - a][2 - b] ? 2 * z0 - w[2 - a][2 - b] : z0;
+        if (!known[a][b] && (a == 1 || b == 1)) w[a][b] = z0;
     // w[row offset + 1][column offset + 1]; rows go north.
     double gu =
         ((w[0][2] + 2 * w[1][2] + w[2][2]) - (w[0][0] + 2 * w[1][0] + w[2][0])) / (8.0 * h.dx);
@@ -333,25 +397,22 @@ struct Gradient {
   }
 };
 
-double rmsSlope(const Grid& grid, const Sampler& nulls, const Gradient& grad, int threads) {
+// The 99th percentile of the slope over the valid nodes, from a regular subsample of at most
+// about a million nodes (the same nodes whatever the threads).
+double steepSlope(const Grid& grid, const Gradient& grad) {
   const GridHeader& h = grid.header;
-  // Per-row sums, added in row order: the same total whatever the split.
-  std::vector<double> sum(static_cast<std::size_t>(h.ny), 0.0);
-  std::vector<long long> cnt(static_cast<std::size_t>(h.ny), 0);
-  (void)nulls;
-  forRowBands(h.ny, threads, [&](int r0, int r1) {
-    for (int r = r0; r < r1; ++r)
-      for (int c = 0; c < h.nx; ++c) {
-        double gx, gy;
-        if (!grad.at(r, c, gx, gy)) continue;
-        sum[static_cast<std::size_t>(r)] += gx * gx + gy * gy;
-        ++cnt[static_cast<std::size_t>(r)];
-      }
-  });
-  double s = 0;
-  long long n = 0;
-  for (std::size_t r = 0; r < sum.size(); ++r) s += sum[r], n += cnt[r];
-  return n ? std::sqrt(s / static_cast<double>(n)) : 0.0;
+  const double total = static_cast<double>(h.nx) * h.ny;
+  const int step = std::max(1, static_cast<int>(std::ceil(std::sqrt(total / 1e6))));
+  std::vector<double> g2;
+  for (int r = 0; r < h.ny; r += step)
+    for (int c = 0; c < h.nx; c += step) {
+      double gx, gy;
+      if (grad.at(r, c, gx, gy)) g2.push_back(gx * gx + gy * gy);
+    }
+  if (g2.empty()) return 0;
+  auto at = g2.begin() + static_cast<std::ptrdiff_t>(0.99 * static_cast<double>(g2.size() - 1));
+  std::nth_element(g2.begin(), at, g2.end());
+  return std::sqrt(*at);
 }
 
 std::vector<float> shadeNodes(const Grid& grid, float elevation, float azimuth, double zFactor,
@@ -363,8 +424,8 @@ std::vector<float> shadeNodes(const Grid& grid, float elevation, float azimuth, 
   if (unrotated(h.angle)) grad.cosA = 1, grad.sinA = 0;
   double k = zFactor;
   if (k == 0) {
-    double rms = rmsSlope(grid, nulls, grad, threads);
-    k = rms > 0 ? 1.0 / rms : 1.0;
+    double steep = steepSlope(grid, grad);
+    k = steep > 0 ? 1.0 / steep : 1.0;
   }
   double alt = elevation * kDeg, az = azimuth * kDeg;
   double lx = std::cos(alt) * std::sin(az), ly = std::cos(alt) * std::cos(az), lz = std::sin(alt);
@@ -397,8 +458,9 @@ double autoZFactor(const Grid& grid, float upper) {
   Sampler nulls(grid, upper);
   double a = grid.header.angle * kDeg;
   Gradient grad{grid, nulls, std::cos(a), std::sin(a)};
-  double rms = rmsSlope(grid, nulls, grad, 0);
-  return rms > 0 ? 1.0 / rms : 1.0;
+  if (unrotated(grid.header.angle)) grad.cosA = 1, grad.sinA = 0;
+  double steep = steepSlope(grid, grad);
+  return steep > 0 ? 1.0 / steep : 1.0;
 }
 
 RenderResult renderRelief(const Grid& grid, std::span<const Rgb> colours, Rgb background, int width,
@@ -442,7 +504,7 @@ RenderResult renderRelief(const Grid& grid, std::span<const Rgb> colours, Rgb ba
   for (std::size_t q = 0; q < np; ++q)
     img.pixels[3 * q] = background.r, img.pixels[3 * q + 1] = background.g,
                    img.pixels[3 * q + 2] = background.b;
-  PixelToMesh m = pixelToMesh(grid.header, f);
+  PixelSampler pixels(sampler, grid.header, f);
   const float* z = grid.nodes.data();
   const float* sh = shade.data();
   forRowBands(f.height, threads, [&](int j0, int j1) {
@@ -450,16 +512,16 @@ RenderResult renderRelief(const Grid& grid, std::span<const Rgb> colours, Rgb ba
       std::uint8_t* px = img.pixels.data() + 3 * static_cast<std::size_t>(j) * f.width;
       std::uint8_t* mk = img.mask.data() + static_cast<std::size_t>(j) * f.width;
       for (int i = 0; i < f.width; ++i) {
-        Sample s = sampler.at(m.u0 + i * m.ui + j * m.uj, m.v0 + i * m.vi + j * m.vj);
+        Sample s = pixels.at(i, j);
         if (s.kind == 0) continue;
         double v = Sampler::value(s, z);
-        float light = Sampler::value(s, sh);
+        float light = std::clamp(Sampler::value(s, sh), 0.0f, 1.0f);
         int k = scale > 0 ? static_cast<int>((v - lo) * scale) : n / 2;
         k = std::clamp(k, 0, n - 1);
         const auto& c = washed[static_cast<std::size_t>(k)];
-        for (int ch = 0; ch < 3; ++ch)
-          px[3 * i + ch] = static_cast<std::uint8_t>(
-              std::clamp(std::lround(c[static_cast<std::size_t>(ch)] * light), 0L, 255L));
+        px[3 * i] = static_cast<std::uint8_t>(c[0] * light + 0.5f);
+        px[3 * i + 1] = static_cast<std::uint8_t>(c[1] * light + 0.5f);
+        px[3 * i + 2] = static_cast<std::uint8_t>(c[2] * light + 0.5f);
         mk[i] = 1;
       }
     }
@@ -596,7 +658,7 @@ std::string exportImage(const std::string& path, const Image& img, const std::st
     if (format == "GTiff") {
       opts = CSLSetNameValue(opts, "COMPRESS", "DEFLATE");
       opts = CSLSetNameValue(opts, "PHOTOMETRIC", "RGB");
-      opts = CSLSetNameValue(opts, "ALPHA", "UNASSOCIATED");
+      opts = CSLSetNameValue(opts, "ALPHA", "YES");
     }
     CPLErrorReset();
     GDALDatasetH copy =

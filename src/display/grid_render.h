@@ -30,12 +30,14 @@
 // the formula of gdaldem hillshade. The colour of a node is the n-colour scale stretched evenly
 // from the smallest to the largest valid value (values above `upper` count as null), washed
 // toward white by (1 - saturation/100), and multiplied by I (intensities interpolated between
-// nodes like values). When k is 0 it is chosen so that the grid's root-mean-square slope is 1
-// (45°): geophysical fields are seldom in the units of their coordinates, and this keeps the
-// relief readable whatever the units, as grdgradient's normalisation does.
+// nodes like values). When k is 0 it is chosen so that the 99th percentile of the grid's slopes
+// becomes 1 (45°): geophysical fields are seldom in the units of their coordinates, and this
+// keeps the relief readable whatever the units, much as grdgradient's normalisation does.
 //
 // Work is split into bands of rows over the available cores (two at most by default); each pixel
 // depends only on the grid, so the output is the same whatever the split.
+//
+// Reference: B. K. P. Horn, "Hill shading and the reflectance map", Proc. IEEE 69 (1981) 14-47.
 #pragma once
 
 #include <cstdint>
@@ -104,7 +106,7 @@ RenderResult renderRelief(const Grid& grid, std::span<const Rgb> colours, Rgb ba
 // Lambertian intensity (0 … 1) at every node, -1 at null nodes.
 std::vector<float> hillshade(const Grid& grid, float elevation, float azimuth, double zFactor,
                              float upper = 1e38f);
-// The vertical factor that gives the grid a root-mean-square slope of 1; 1 for a flat grid.
+// The vertical factor that makes the grid's 99th-percentile slope 1; 1 for a flat grid.
 double autoZFactor(const Grid& grid, float upper = 1e38f);
 
 // --- files --------------------------------------------------------------------------------

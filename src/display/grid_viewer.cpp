@@ -72,15 +72,16 @@ Outcome prepareViewerScratch(const std::string& workPath, const std::string& sys
       if (e.is_regular_file(ec))
         fs::copy_file(e.path(), syslib / e.path().filename(), fs::copy_options::overwrite_existing,
                       ec);
-  fs::create_directories(under(workPath, "temp\\map"), ec);
-  if (ec) return Outcome::failure(ec.message());
+  fs::path mapDir = under(workPath, "temp\\map");
+  fs::create_directories(mapDir, ec);
+  if (!fs::is_directory(mapDir, ec)) return Outcome::failure(mapDir.string());
   fs::path map = under(workPath, kScratchMap);
   fs::path tmpl = resolvePath(withTrailingSeparator(sysPath) + kMapTemplate);
   if (fs::is_regular_file(tmpl, ec))
     fs::copy_file(tmpl, map, fs::copy_options::overwrite_existing, ec);
   else
     std::ofstream(map, std::ios::trunc);
-  return ec ? Outcome::failure(ec.message()) : Outcome::success();
+  return fs::is_regular_file(map, ec) ? Outcome::success() : Outcome::failure(map.string());
 }
 
 void clearViewerScratch(const std::string& workPath) {

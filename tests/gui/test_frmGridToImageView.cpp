@@ -23,6 +23,7 @@ namespace sarnoth::gui {
 namespace {
 
 namespace fs = std::filesystem;
+using display::kDefaultBackColour;
 using display::kMsgNotGrid;
 using display::kMsgOver256;
 using display::kMsgPaletteCount;
@@ -93,10 +94,12 @@ TEST_F(GridViewerWindow, RefusalsThenRenders) {
   EXPECT_EQ(msgs.texts[0], "请选择删除项. ");
 
   w.optSelM[2]->setChecked(true);
-  w.setScale(ColourScale{});
+  ColourScale none;
+  none.backColour = kDefaultBackColour;
+  w.setScale(none);
   w.btnApply->click();
   EXPECT_EQ(msgs.texts.back(), kMsgPaletteCount);
-  ColourScale big;
+  ColourScale big = none;
   for (int i = 0; i < 500; ++i) big.levels.push_back({static_cast<float>(i), 260});
   w.setScale(big);
   w.btnApply->click();

@@ -21,7 +21,9 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include "app/frmSelFiles.h"
 #include "app/messages.h"
+#include "app/tool_registry.h"
 #include "display/forms/map_view.h"
 #include "workarea/session.h"
 
@@ -495,5 +497,35 @@ void frmGridToImageView::done(int r) {
   scratchMade_ = false;
   QDialog::done(r);
 }
+
+frmGridToImageView* openGridImageView(QWidget* parent, const std::string& grid, int mode) {
+  std::string path = grid;
+  if (path.find('/') == std::string::npos && path.find('\\') == std::string::npos)
+    path = gWorkPath + "Grid_dat\\" + path;
+  auto* w = new frmGridToImageView(parent);
+  w->setAttribute(Qt::WA_DeleteOnClose);
+  w->mode = static_cast<std::int16_t>(mode);
+  if (!w->openGrid(path)) {
+    delete w;
+    return nullptr;
+  }
+  return w;
+}
+
+namespace {
+
+const ToolWindowRegistrar registerViewer{
+    "frmGridToImageView", [](QWidget* parent, int mode) -> QWidget* {
+      std::string picked = gPickedFile;
+      if (picked.empty()) {
+        frmSelFiles pick(parent);
+        pick.mode = 300;
+        if (pick.run() != QDialog::Accepted || gPickedFile.empty()) return nullptr;
+        picked = gPickedFile;
+      }
+      return openGridImageView(parent, picked, mode);
+    }};
+
+}  // namespace
 
 }  // namespace sarnoth::gui

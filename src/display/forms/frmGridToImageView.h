@@ -2,7 +2,9 @@
 // map view, with the colour panel that grades it, a colour bar beside the image and the export
 // of the shown image as PNG or GeoTIFF.
 //
-// The opener sets `mode` and calls openGrid() with the grid's path before showing the window;
+// The opener sets `mode` and calls openGrid() with the grid's path before showing the window
+// (openGridImageView does both); the tool registry knows it as "frmGridToImageView" and opens it
+// on the grid last picked, or asks for one with the grid picker;
 // openGrid() reads the header (refusing another kind of file with "非Sarnoth网格数据."), makes
 // the scratch files, and defaults the colour panel from the grid's range. Closing the window
 // deletes the scratch files. The work is done by display/grid_viewer; the window collects its
@@ -117,5 +119,10 @@ class frmGridToImageView : public QDialog {
   ColourBarView* picColrBar = nullptr;
   QStatusBar* sbrCoord = nullptr;
 };
+
+// Opens the viewer on a grid: a full path, or a name picked from the work area's grids
+// (gPickedFile holds the picker's answer). Null when the file is refused. The window deletes
+// itself on closing; the caller shows it.
+frmGridToImageView* openGridImageView(QWidget* parent, const std::string& grid, int mode = 0);
 
 }  // namespace sarnoth::gui
