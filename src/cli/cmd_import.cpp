@@ -1,7 +1,10 @@
 // import table, export table: outside tables in and out of the work area.
+#include <filesystem>
 #include <iostream>
 
 #include "cli/cli.h"
+#include "workarea/grid_convert.h"
+#include "workarea/grid_to_table.h"
 #include "workarea/session.h"
 #include "workarea/table_import.h"
 #include "workarea/work_area.h"
@@ -30,8 +33,27 @@ DelimitedOptions delimitedOptions(const Args& a) {
 int runImport(Args& a) {
   std::string kind = a.pos(0);
   std::string file = a.pos(1);
+  if ((kind == "grid" || kind == "image") && !file.empty()) {
+    std::string work = workPath(a);
+    if (work.empty()) return failWith(kRefusalText);
+    CliInteraction ui(a);
+    std::string target;
+    Outcome o;
+    if (kind == "image") {
+      o = importImageToWorkArea(file, work, ui, &target);
+    } else {
+      CliProgress progress("导入");
+      std::string name = a.get("name", std::filesystem::path(file).stem().string());
+      ArcOrigin origin =
+          a.get("origin", "corner") == "node" ? ArcOrigin::AsNode : ArcOrigin::CellCorner;
+      o = importGridToWorkArea(file, work, name, origin, ui, progress, &target);
+    }
+    if (!o) return o.message.empty() ? 3 : failWith(o.message);
+    std::cout << target << "\n";
+    return 0;
+  }
   if (kind != "table" || file.empty())
-    return failWith("usage: sarnoth-cli import table FILE --name NEW [--layer SHEET] ...");
+    return failWith("usage: sarnoth-cli import table|grid|image FILE ...");
   std::string error;
   if (a.has("list-layers")) {
     auto layers = listLayers(file, error);
@@ -123,12 +145,50 @@ int runExport(Args& a) {
   return 0;
 }
 
+int runGrid2Table(Args& a) {
+  std::string grid = a.pos(0);
+  std::string name = a.get("name");
+  if (grid.empty() || name.empty())
+    return failWith("usage: sarnoth-cli grid2table GRID --name NEW [--value FIELD] [--keep-nulls]");
+  std::string work = workPath(a);
+  if (work.empty()) return failWith(kRefusalText);
+  // A bare name is a grid of the work area.
+  if (grid.find('/') == std::string::npos && grid.find('\\') == std::string::npos)
+    grid = work + "Grid_dat\\" + grid +
+           (grid.size() > 4 && grid.substr(grid.size() - 4) == ".grd" ? "" : ".grd");
+  GridToTableOptions opt;
+  opt.valueField = a.get("value");
+  opt.xField = a.get("x", opt.xField);
+  opt.yField = a.get("y", opt.yField);
+  opt.keepNulls = a.has("keep-nulls");
+  try {
+    Database db = openWorkDatabase(work);
+    CliInteraction ui(a);
+    CliProgress progress("转换");
+    Outcome o = gridToTable(db, grid, name, opt, ui, progress);
+    if (!o) return o.message.empty() ? 3 : failWith(o.message);
+    std::cout << o.message << "\n";
+  } catch (const StoreError& e) {
+    return failWith(e.what());
+  }
+  return 0;
+}
+
+CommandRegistrar regGrid2Table{
+    {"grid2table", "turn the nodes of a grid into a registered table",
+     "usage: sarnoth-cli grid2table GRID --name NEW [--value FIELD] [--x 横坐标 --y 纵坐标]\n"
+     "         [--keep-nulls] [--yes] [--workarea DIR]\n"
+     "GRID is a file, or the name of a grid in the work area's Grid_dat.",
+     runGrid2Table}};
+
 CommandRegistrar regImport{
     {"import", "bring an outside table into the work area",
      "usage: sarnoth-cli import table FILE --name NEW [--layer SHEET] [--delimiter ,|;|tab|blank]\n"
      "         [--decimal .|,] [--encoding auto|gbk|utf8] [--no-header] [--type COL=SINGLE,...]\n"
      "         [--skip COL,...] [--yes] [--workarea DIR]\n"
      "       sarnoth-cli import table FILE --list-layers     (sheets or tables of the file)\n"
+     "       sarnoth-cli import grid FILE [--name NAME] [--origin corner|node] [--yes]\n"
+     "       sarnoth-cli import image FILE [--yes]            (into Imag_Dat)\n"
      "       sarnoth-cli import table FILE --preview N       (columns and guessed types only)\n"
      "Text: .csv .txt .tsv .prn .dat; through GDAL: .xlsx .xls .ods .dbf; Jet: .mdb.",
      runImport}};

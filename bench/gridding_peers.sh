@@ -1,0 +1,96 @@
+#!/usr/bin/env bash
+# Times sarnoth-cli gridding against gdal_grid and GMT's nearneighbor, side by side, on the same
+# 1,000,000 random points gridded onto 1001 x 1001 nodes (spacing 1) with a search radius of
+# 2.5 cells and at least 3 points (1 for the nearest point):
+#
+#   sarnoth mean        vs  gdal_grid -a average:radius1=2.5:radius2=2.5:min_points=3
+#   sarnoth idw         vs  gdal_grid -a invdistnn:power=2:radius=2.5:min_points=3
+#   sarnoth nearest     vs  gmt nearneighbor -S2.5 -N1
+#   sarnoth azimuth 8   vs  gmt nearneighbor -S2.5 -N8+m3
+#
+# sarnoth reads its points from the work area's table store, the peers from text files; each
+# time is the best of three whole runs, reading included. Installs gdal-bin, gmt and sqlite3
+# with apt-get when they are missing. Work files go to $BENCH_DIR (default /tmp/sarnoth_bench).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+ROOT=$PWD
+DIR=${BENCH_DIR:-/tmp/sarnoth_bench}
+N=${BENCH_POINTS:-1000000}
+
+need=()
+command -v gdal_grid >/dev/null || need+=(gdal-bin)
+command -v gmt >/dev/null || need+=(gmt gmt-gshhg-low)
+command -v sqlite3 >/dev/null || need+=(sqlite3)
+if [ ${#need[@]} -gt 0 ]; then
+  SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
+  $SUDO apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${need[@]}"
+fi
+
+cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DSARNOTH_BUILD_GUI=OFF \
+  -DSARNOTH_BUILD_TESTS=OFF >/dev/null
+cmake --build build-bench --target sarnoth-cli >/dev/null
+CLI=$ROOT/build-bench/bin/sarnoth-cli
+
+mkdir -p "$DIR"
+cd "$DIR"
+if [ ! -f pts.csv ] || [ "$(wc -l < pts.csv)" -ne $((N + 1)) ]; then
+  echo "making $N points"
+  awk -v n="$N" 'BEGIN { srand(20240601); print "x,y,v";
+    for (i = 0; i < n; i++) { x = rand() * 1000; y = rand() * 1000;
+      v = 100 + 50 * sin(x / 97) * cos(y / 131) + 10 * rand();
+      printf "%.4f,%.4f,%.4f\n", x, y, v } }' > pts.csv
+  tail -n +2 pts.csv | tr ',' '\t' > pts.xyz
+  cat > pts.vrt <<'VRT'
+<OGRVRTDataSource>
+  <OGRVRTLayer name="pts">
+    <SrcDataSource>pts.csv</SrcDataSource>
+    <GeometryType>wkbPoint</GeometryType>
+    <GeometryField encoding="PointFromColumns" x="x" y="y" z="v"/>
+  </OGRVRTLayer>
+</OGRVRTDataSource>
+VRT
+  rm -rf wa
+  "$CLI" workarea create wa >/dev/null
+  sqlite3 wa/Qury_Dat/QueryDB.sqlite "CREATE TABLE [pts] ([x] SINGLE, [y] SINGLE, [v] SINGLE);" \
+    ".import --csv --skip 1 pts.csv pts"
+fi
+
+best() {  # best wall time of three runs of "$@", in seconds
+  local b=""
+  for _ in 1 2 3; do
+    local s e t
+    s=$(date +%s.%N)
+    "$@" >/dev/null 2>&1
+    e=$(date +%s.%N)
+    t=$(echo "$e - $s" | bc -l)
+    if [ -z "$b" ] || [ "$(echo "$t < $b" | bc -l)" -eq 1 ]; then b=$t; fi
+  done
+  printf "%.2f" "$b"
+}
+
+SAR=("$CLI" gridding --workarea wa --table pts --x x --y y --value v --extent 0,1000,0,1000
+     --dx 1 --radius 2.5 --yes)
+GD=(gdal_grid -q -ot Float32 -zfield v -l pts -txe -0.5 1000.5 -tye -0.5 1000.5 -outsize 1001 1001)
+
+row() {  # label sarnoth-time peer-label peer-time
+  printf "%-22s %7s s   %-46s %7s s   %5.1fx\n" "$1" "$2" "$3" "$4" "$(echo "$4 / $2" | bc -l)"
+}
+
+echo "$N points onto 1001 x 1001, radius 2.5 cells ($(nproc) cores, load $(cut -d' ' -f1 /proc/loadavg))"
+t1=$(best "${SAR[@]}" --method mean -o b_mean)
+p1=$(best "${GD[@]}" -a average:radius1=2.5:radius2=2.5:min_points=3 pts.vrt gdal_avg.tif)
+row "sarnoth mean" "$t1" "gdal_grid -a average (min 3)" "$p1"
+t2=$(best "${SAR[@]}" --method idw --par 2 -o b_idw)
+p2=$(best "${GD[@]}" -a invdistnn:power=2:radius=2.5:max_points=1000:min_points=3 pts.vrt gdal_idw.tif)
+row "sarnoth idw" "$t2" "gdal_grid -a invdistnn (power 2, min 3)" "$p2"
+t3=$(best "${SAR[@]}" --method nearest -o b_near)
+p3=$(best gmt nearneighbor pts.xyz -R0/1000/0/1000 -I1 -S2.5 -N1 -Ggmt_n1.nc)
+row "sarnoth nearest" "$t3" "gmt nearneighbor -N1" "$p3"
+t4=$(best "${SAR[@]}" --method mean --sectors 8 -o b_az8)
+p4=$(best gmt nearneighbor pts.xyz -R0/1000/0/1000 -I1 -S2.5 -N8+m3 -Ggmt_n8.nc)
+row "sarnoth azimuth 8" "$t4" "gmt nearneighbor -N8+m3" "$p4"
+for m in exp sum median; do
+  t=$(best "${SAR[@]}" --method "$m" -o "b_$m")
+  printf "%-22s %7s s\n" "sarnoth $m" "$t"
+done

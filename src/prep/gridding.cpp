@@ -1,0 +1,875 @@
+#include "prep/gridding.h"
+
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+
+#include "closed/fractal_proc.h"
+#include "workarea/path_resolver.h"
+#include "workarea/work_area.h"
+
+namespace sarnoth {
+
+// ---- lists and settings
+// --------------------------------------------------------------------------
+
+const std::vector<std::string>& gridMethodCaptions() {
+  static const std::vector<std::string> v{"最近点",   "平均值", "中位数",    "距离倒数加权",
+                                          "指数加权", "累加",   "克里格插值"};
+  return v;
+}
+
+const std::vector<std::string>& krigingKindCaptions() {
+  static const std::vector<std::string> v{"普通克里格", "泛克里格", "对数正态克里格",
+                                          "三参数对数正态克里格", "指示克里格"};
+  return v;
+}
+
+const std::vector<std::string>& driftCaptions() {
+  static const std::vector<std::string> v{"X方向一次漂移", "Y方向一次漂移", "X,Y方向一次漂移",
+                                          "X方向二次漂移", "Y方向二次漂移", "X,Y方向二次漂移"};
+  return v;
+}
+
+const std::vector<std::string>& sectorCaptions() {
+  static const std::vector<std::string> v{"4", "8", "16", "32"};
+  return v;
+}
+
+void GriddingSettings::onMethodSelected(GridMethod m) {
+  maxNodePoints = 6;
+  minNodePoints = 3;
+  if (m == GridMethod::Sum) minNodePoints = 1;
+}
+
+// ---- geometry
+// ------------------------------------------------------------------------------------
+
+std::optional<int> gridCount(float min, float max, float spacing) {
+  if (!(spacing > 0)) return std::nullopt;
+  float q = (max - min) / spacing;
+  double n = std::trunc(static_cast<double>(q) + 1.9999);
+  if (!(n >= -32768 && n <= 32767)) return std::nullopt;
+  return static_cast<int>(n);
+}
+
+float adjustedBound(float min, float spacing, int count) {
+  return min + spacing * static_cast<float>(count - 1);
+}
+
+namespace {
+
+std::string format2(double v) {
+  char buf[64];
+  std::snprintf(buf, sizeof buf, "%.2f", v);
+  return buf;
+}
+
+}  // namespace
+
+AxisExtentResult autoAxisExtent(Database& db, const std::string& table, const std::string& field) {
+  AxisExtentResult res;
+  try {
+    const std::string f = bracket(field);
+    Cursor c = db.query("Select MIN(" + f + "),MAX(" + f + ") From " + bracket(table) + " Where " +
+                        f + " <> -1E+38");
+    if (!c.next() || c.isNull(0) || c.isNull(1)) {
+      res.outcome = Outcome::failure(kMsgNoCoordinateData);
+      return res;
+    }
+    AxisExtent& e = res.extent;
+    e.minText = format2(c.getDouble(0));
+    e.maxText = format2(c.getDouble(1));
+    e.min = std::strtof(e.minText.c_str(), nullptr);
+    e.max = std::strtof(e.maxText.c_str(), nullptr);
+    e.spacing = c.getDouble(0) > 100000 ? 2000.0f : 2.0f;
+    auto n = gridCount(e.min, e.max, e.spacing);
+    if (!n) {
+      res.outcome = Outcome::failure(kMsgGriddingFailed);
+      return res;
+    }
+    e.count = *n;
+    e.just = e.min + e.spacing * static_cast<float>(e.count - 1);
+  } catch (const StoreError& err) {
+    res.outcome = Outcome::failure(err.what());
+  }
+  return res;
+}
+
+FieldChoice chooseGridFields(const std::vector<FieldDef>& fields) {
+  FieldChoice fc;
+  if (fields.size() < 3) {
+    fc.outcome = Outcome::failure(kMsgFewFields);
+    return fc;
+  }
+  int xi = 0, yi = 0;
+  for (const auto& f : fields) {
+    if (!f.isNumeric()) continue;
+    int pos = static_cast<int>(fc.numericFields.size());
+    if (f.name == "横坐标" || f.name == "工作横坐标") xi = pos;
+    if (f.name == "纵坐标" || f.name == "工作纵坐标") yi = pos;
+    fc.numericFields.push_back(f.name);
+  }
+  if (fc.numericFields.size() < 3) {
+    fc.numericFields.clear();
+    fc.outcome = Outcome::failure(kMsgNotGriddable);
+    return fc;
+  }
+  if (xi == yi) {
+    fc.x = 0;
+    fc.y = 1;
+    fc.value = 2;
+  } else {
+    fc.x = xi;
+    fc.y = yi;
+    fc.value = yi + 1 < static_cast<int>(fc.numericFields.size()) ? yi + 1 : 0;
+  }
+  return fc;
+}
+
+// ---- points from a table
+// -------------------------------------------------------------------------
+
+TablePointSource::TablePointSource(Database& db, const std::string& table, const std::string& x,
+                                   const std::string& y, const std::string& v)
+    : db_(db), table_(table) {
+  cursor_ = db.query("Select " + bracket(x) + "," + bracket(y) + "," + bracket(v) + " From " +
+                     bracket(table));
+}
+
+std::int64_t TablePointSource::count() { return db_.rowCount(table_); }
+
+bool TablePointSource::next(ScatterPoint& p) {
+  if (!cursor_.next()) return false;
+  p.x = cursor_.isNull(0) ? NULL_VALUE : cursor_.getFloat(0);
+  p.y = cursor_.isNull(1) ? NULL_VALUE : cursor_.getFloat(1);
+  p.v = cursor_.isNull(2) ? NULL_VALUE : cursor_.getFloat(2);
+  return true;
+}
+
+// ---- the sector rule of the azimuth search
+
+namespace {
+
+// Floats in their numeric order as unsigned keys (-0 just below +0).
+std::uint32_t orderKey(float f) {
+  std::uint32_t u = floatBits(f);
+  return (u & 0x80000000u) ? ~u : (u | 0x80000000u);
+}
+
+float fromKey(std::uint32_t k) {
+  std::uint32_t u = (k & 0x80000000u) ? (k & 0x7FFFFFFFu) : ~k;
+  float f;
+  std::memcpy(&f, &u, sizeof f);
+  return f;
+}
+
+}  // namespace
+
+SectorRule::SectorRule(int sectors)
+    : sectors_(sectors), width_(360.0f / static_cast<float>(sectors)) {
+  // Three pieces on which the sector never falls as t = sy/sx rises: sx > 0 with t < 0 (the
+  // angle gets 360 added), sx > 0 with t from -0 up, and sx < 0 (180 added).
+  const std::uint32_t kNegInf = orderKey(-INFINITY), kPosInf = orderKey(INFINITY);
+  const std::uint32_t kNegZero = orderKey(-0.0f);
+  const struct {
+    std::uint32_t lo, hi;
+    bool sxPositive;
+  } spans[3] = {
+      {kNegInf, kNegZero - 1, true}, {kNegZero, kPosInf, true}, {kNegInf, kPosInf, false}};
+  for (int p = 0; p < 3; ++p) {
+    Piece& piece = pieces_[p];
+    auto at = [&](std::uint32_t k) {
+      // sx = ±1 with sy chosen so that sy / sx is the key's float exactly
+      return spans[p].sxPositive ? direct(1.0f, fromKey(k)) : direct(-1.0f, -fromKey(k));
+    };
+    piece.base = at(spans[p].lo);
+    const int top = at(spans[p].hi);
+    for (int j = piece.base + 1; j <= top; ++j) {
+      // The smallest key whose sector reaches j.
+      std::uint32_t lo = spans[p].lo, hi = spans[p].hi;
+      while (lo < hi) {
+        std::uint32_t mid = lo + (hi - lo) / 2;
+        if (at(mid) >= j)
+          hi = mid;
+        else
+          lo = mid + 1;
+      }
+      piece.start.push_back(lo);
+    }
+  }
+}
+
+int SectorRule::direct(float sx, float sy) const {
+  float angle = static_cast<float>(std::atan(static_cast<double>(sy / sx)) * 180.0 / 3.14159);
+  if (!(sx > 0))
+    angle += 180.0f;
+  else if (angle < 0)
+    angle += 360.0f;
+  int s = 0;
+  if (angle >= 0.001f)
+    s = static_cast<int>(std::floor((static_cast<double>(angle) - 0.001) / width_));
+  return std::clamp(s, 0, sectors_ - 1);
+}
+
+int SectorRule::lookup(float sx, float sy) const {
+  const float t = sy / sx;
+  const std::uint32_t k = orderKey(t);
+  const Piece& piece = sx > 0 ? pieces_[k < orderKey(-0.0f) ? 0 : 1] : pieces_[2];
+  int s = piece.base;
+  for (std::uint32_t start : piece.start) {
+    if (k < start) break;
+    ++s;
+  }
+  return s;
+}
+
+// ---- the computations
+// ----------------------------------------------------------------------------
+
+namespace {
+
+// A run that the tool's error handler ends.
+struct RunFailure {
+  std::string message;
+};
+
+// Fix(v) into a 32-bit integer, as the window bounds take it; a value out of range (a null
+// coordinate) is the tool's overflow.
+long fixToLong(double v) {
+  double t = std::trunc(v);
+  if (!(t >= -2147483648.0 && t <= 2147483647.0)) throw RunFailure{kMsgGriddingFailed};
+  return static_cast<long>(t);
+}
+
+struct Window {
+  long rowLo, rowHi, colLo, colHi;
+};
+
+// The search window of a reduced point, clipped to the grid (7d).
+Window searchWindow(float x, float y, float rx, float ry, const GridGeometry& g) {
+  Window w;
+  w.rowLo = fixToLong(static_cast<double>((y - ry) / g.dy) + 0.99);
+  w.rowHi = fixToLong(static_cast<double>((y + ry) / g.dy));
+  w.colLo = fixToLong(static_cast<double>((x - rx) / g.dx) + 0.99);
+  w.colHi = fixToLong(static_cast<double>((x + rx) / g.dx));
+  if (w.rowLo < 0) w.rowLo = 0;
+  if (w.colLo < 0) w.colLo = 0;
+  if (w.rowHi > g.rows - 1) w.rowHi = g.rows - 1;
+  if (w.colHi > g.columns - 1) w.colHi = g.columns - 1;
+  return w;
+}
+
+// Division as the tool's single arithmetic does it: a zero divisor fails the run.
+float divide(float a, float b) {
+  if (b == 0) throw RunFailure{kMsgGriddingFailed};
+  return a / b;
+}
+
+constexpr std::int64_t kPumpEvery = 8192;
+
+void stepProgress(Progress& progress, std::int64_t i) {
+  if ((i & (kPumpEvery - 1)) == 0) {
+    progress.setValue(i);
+    progress.pump();
+  }
+}
+
+// Feeds the records to `visit` in table order. Records are read in blocks, and `ahead` sees each
+// record a few places before `visit` does, so that the nodes of its window are already on their
+// way into the cache: with points in no spatial order the accumulation is bound by memory.
+template <class Ahead, class Visit>
+void streamRecords(PointSource& points, Progress& progress, Ahead&& ahead, Visit&& visit) {
+  constexpr std::size_t kBlock = 4096, kAhead = 6;
+  std::vector<ScatterPoint> block(kBlock);
+  std::int64_t rec = 0;
+  for (;;) {
+    std::size_t m = 0;
+    while (m < kBlock && points.next(block[m])) ++m;
+    for (std::size_t i = 0; i < std::min(kAhead, m); ++i) ahead(block[i]);
+    for (std::size_t i = 0; i < m; ++i) {
+      if (i + kAhead < m) ahead(block[i + kAhead]);
+      stepProgress(progress, rec++);
+      visit(block[i]);
+    }
+    if (m < kBlock) break;
+  }
+}
+
+// Touches the cache lines of the window rows of a point in an array of `bytesPerNode` per node.
+// A point whose window cannot be formed is left to the run to report.
+void prefetchWindow(const ScatterPoint& p, const GridGeometry& g, float rx, float ry,
+                    const void* base, std::size_t bytesPerNode) {
+  const float x = p.x - g.xLeft, y = p.y - g.yBottom;
+  const double r0 = std::trunc(static_cast<double>((y - ry) / g.dy) + 0.99);
+  const double r1 = std::trunc(static_cast<double>((y + ry) / g.dy));
+  const double c0 = std::trunc(static_cast<double>((x - rx) / g.dx) + 0.99);
+  const double c1 = std::trunc(static_cast<double>((x + rx) / g.dx));
+  if (!(r1 >= 0 && c1 >= 0 && r0 < g.rows && c0 < g.columns)) return;
+  const long rl = std::max(0L, static_cast<long>(r0)), rh = std::min<long>(g.rows - 1, r1);
+  const long cl = std::max(0L, static_cast<long>(c0)), ch = std::min<long>(g.columns - 1, c1);
+  const char* b = static_cast<const char*>(base);
+  for (long r = rl; r <= rh; ++r) {
+    const char* a = b + (static_cast<std::size_t>(r) * g.columns + cl) * bytesPerNode;
+    const char* e = b + (static_cast<std::size_t>(r) * g.columns + ch + 1) * bytesPerNode;
+    for (; a < e; a += 64) __builtin_prefetch(a, 1);
+    __builtin_prefetch(e - 1, 1);
+  }
+}
+
+class Stats {
+ public:
+  Stats(float lo, float hi) : min_(lo), max_(hi) {}
+  void add(float v) {
+    if (v < min_) min_ = v;
+    if (v > max_) max_ = v;
+    ++count_;
+  }
+  void store(GridComputation& g) const {
+    g.zMin = min_;
+    g.zMax = max_;
+    g.validCount = count_;
+  }
+
+ private:
+  float min_, max_;
+  std::int32_t count_ = 0;
+};
+
+void checkGeometry(const GridGeometry& g, std::size_t bytesPerNode) {
+  if (g.columns < 1 || g.rows < 1 || g.columns > 32767 || g.rows > 32767)
+    throw RunFailure{kMsgGriddingFailed};
+  if (!(g.dx > 0) || !(g.dy > 0)) throw RunFailure{kMsgGriddingFailed};
+  // The arrays of a 32767 × 32767 grid do not fit any machine the tool runs on.
+  constexpr double kMaxBytes = 8.0 * 1024 * 1024 * 1024;
+  if (static_cast<double>(g.nodeCount()) * static_cast<double>(bytesPerNode) > kMaxBytes)
+    throw RunFailure{kMsgGriddingFailed};
+}
+
+void plainAccumulation(PointSource& points, const GriddingJob& job, const GriddingSettings& set,
+                       Progress& progress, GridComputation& out) {
+  const GridGeometry& g = job.geometry;
+  checkGeometry(g, 10);
+  const std::size_t n = g.nodeCount();
+  const float rx = job.rx;
+  const float ry = job.circle ? job.rx : job.ry;
+  const float par = job.par;
+  const GridMethod m = job.method;
+  const float cap = set.highValueCap;
+  const bool capOn = cap > -1e30f;
+
+  // nodeValue is the result array itself: Columns·Rows + 1, the spare last element 0.
+  std::vector<float>& nodeValue = out.nodes;
+  nodeValue.assign(n + 1, 0.0f);
+  std::vector<float> nodeWeight(n, 0.0f);
+  std::vector<std::int16_t> nodeCount(n, 0);
+  auto bump = [&](std::size_t k) {
+    if (nodeCount[k] == INT16_MAX) throw RunFailure{kMsgGriddingFailed};
+    ++nodeCount[k];
+  };
+
+  progress.setMaximum(points.count());
+  auto ahead = [&](const ScatterPoint& q) {
+    prefetchWindow(q, g, rx, ry, nodeValue.data(), sizeof(float));
+    prefetchWindow(q, g, rx, ry, nodeWeight.data(), sizeof(float));
+    prefetchWindow(q, g, rx, ry, nodeCount.data(), sizeof(std::int16_t));
+  };
+  auto visit = [&](const ScatterPoint& p) {
+    float v = p.v;
+    if (capOn && v > cap) v = cap;
+    if (v < -1e37f) return;
+    const float x = p.x - g.xLeft;
+    const float y = p.y - g.yBottom;
+    const Window w = searchWindow(x, y, rx, ry, g);
+    for (long r = w.rowLo; r <= w.rowHi; ++r) {
+      const float ay = std::fabs(y - static_cast<float>(r) * g.dy);
+      for (long c = w.colLo; c <= w.colHi; ++c) {
+        const float ax = std::fabs(x - static_cast<float>(c) * g.dx);
+        const float d = std::sqrt(ax * ax + ay * ay);
+        if (job.circle ? !(d <= rx) : !(ax <= rx && ay <= ry)) continue;
+        const std::size_t k = static_cast<std::size_t>(r) * g.columns + c;
+        switch (m) {
+          case GridMethod::Nearest:
+            if (d == 0) {
+              nodeValue[k] = v;
+              nodeWeight[k] = -9999;
+              return;
+            }
+            if (nodeWeight[k] == 0 || d < nodeWeight[k]) {
+              nodeWeight[k] = d;
+              nodeValue[k] = v;
+            }
+            break;
+          case GridMethod::Mean:
+          case GridMethod::Sum:
+            bump(k);
+            nodeValue[k] += v;
+            break;
+          case GridMethod::InverseDistance: {
+            if (d == 0) {
+              nodeValue[k] = v;
+              nodeWeight[k] = -99999;
+              nodeCount[k] = -1;
+              return;
+            }
+            bump(k);
+            float dd = par != 1.0f ? d * d : d;
+            nodeValue[k] += v / dd;
+            nodeWeight[k] += 1.0f / dd;
+            break;
+          }
+          case GridMethod::Exponential: {
+            bump(k);
+            const float wgt = std::exp(par * d / rx);
+            nodeValue[k] += divide(v, wgt);
+            nodeWeight[k] += divide(1.0f, wgt);
+            break;
+          }
+          default:
+            break;
+        }
+      }
+    }
+  };
+  streamRecords(points, progress, ahead, visit);
+
+  progress.setMaximum(g.rows);
+  Stats stats(1e38f, -1e38f);
+  const std::int32_t minPts = set.minNodePoints;
+  for (int r = 0; r < g.rows; ++r) {
+    progress.setValue(r);
+    if ((r & 63) == 0) progress.pump();
+    for (int c = 0; c < g.columns; ++c) {
+      const std::size_t k = static_cast<std::size_t>(r) * g.columns + c;
+      bool valid = true;
+      switch (m) {
+        case GridMethod::Nearest:
+          if (nodeWeight[k] == 0) valid = false;
+          break;
+        case GridMethod::Mean:
+          if (nodeCount[k] < minPts)
+            valid = false;
+          else
+            nodeValue[k] = divide(nodeValue[k], static_cast<float>(nodeCount[k]));
+          break;
+        case GridMethod::InverseDistance:
+          if (nodeCount[k] < minPts) {
+            if (nodeCount[k] >= 0) valid = false;
+          } else {
+            nodeValue[k] = divide(nodeValue[k], nodeWeight[k]);
+          }
+          break;
+        case GridMethod::Exponential:
+          if (nodeWeight[k] != 0 && nodeCount[k] >= minPts)
+            nodeValue[k] = nodeValue[k] / nodeWeight[k];
+          else
+            valid = false;
+          break;
+        case GridMethod::Sum:
+          if (nodeCount[k] < minPts) valid = false;
+          break;
+        default:
+          break;
+      }
+      if (valid)
+        stats.add(nodeValue[k]);
+      else
+        nodeValue[k] = NULL_VALUE;
+    }
+  }
+  stats.store(out);
+}
+
+void azimuthSearch(PointSource& points, const GriddingJob& job, const GriddingSettings& set,
+                   Progress& progress, GridComputation& out) {
+  const GridGeometry& g = job.geometry;
+  const int S = job.sectors;
+  if (S != 4 && S != 8 && S != 16 && S != 32) throw RunFailure{kMsgGriddingFailed};
+  checkGeometry(g, 8 * static_cast<std::size_t>(S) + 4);
+  const std::size_t n = g.nodeCount();
+  const float rx = job.rx;
+  const float ry = job.circle ? job.rx : job.ry;
+  const SectorRule rule(S);
+  const bool capOn = job.settingsChecked;
+  const float cap = set.highValueCap;
+
+  // sectorValue and sectorDistance side by side: a node's sectors share its cache lines.
+  struct SectorEntry {
+    float value;
+    float distance;
+  };
+  // Aligned to the cache line, so that the 8 sectors of a node fill exactly one, and on large
+  // pages where the system offers them: the window rows of a point lie a grid row apart.
+  constexpr std::size_t kHuge = std::size_t{2} << 20;
+  const std::size_t bytes = (n * S * sizeof(SectorEntry) + kHuge - 1) / kHuge * kHuge;
+  std::unique_ptr<SectorEntry[], decltype(&std::free)> storage(
+      static_cast<SectorEntry*>(std::aligned_alloc(kHuge, bytes)), &std::free);
+  if (!storage) throw RunFailure{kMsgGriddingFailed};
+  madvise(storage.get(), bytes, MADV_HUGEPAGE);
+  SectorEntry* sector = storage.get();
+  std::fill(sector, sector + n * S, SectorEntry{NULL_VALUE, 0.0f});
+
+  progress.setMaximum(points.count());
+  auto ahead = [&](const ScatterPoint& q) {
+    prefetchWindow(q, g, rx, ry, sector, S * sizeof(SectorEntry));
+  };
+  auto visit = [&](const ScatterPoint& p) {
+    float v = p.v;
+    if (capOn && v > cap) v = cap;
+    if (v < -1e30f) return;
+    const float x = p.x - g.xLeft;
+    const float y = p.y - g.yBottom;
+    const Window w = searchWindow(x, y, rx, ry, g);
+    for (long r = w.rowLo; r <= w.rowHi; ++r) {
+      const float sy = y - static_cast<float>(r) * g.dy;
+      const float ay = std::fabs(sy);
+      for (long c = w.colLo; c <= w.colHi; ++c) {
+        const float sx = x - static_cast<float>(c) * g.dx;
+        const float ax = std::fabs(sx);
+        const float d = std::sqrt(ax * ax + ay * ay);
+        if (job.circle ? !(d <= rx) : !(ax <= rx && ay <= ry)) continue;
+        const std::size_t k0 = (static_cast<std::size_t>(r) * g.columns + c) * S;
+        if (sector[k0].value > -1e30f && sector[k0].distance == -9999) return;
+        if (d == 0) {
+          sector[k0] = {v, -9999};
+          return;
+        }
+        if (sx == 0) continue;
+        const int s = rule.lookup(sx, sy);
+        SectorEntry& e = sector[k0 + static_cast<std::size_t>(s)];
+        if (!(e.value >= -1e30f) || d < e.distance) e = {v, d};
+      }
+    }
+  };
+  streamRecords(points, progress, ahead, visit);
+
+  // The index of the method list, kept one place behind the list as the tool has it.
+  const int index = static_cast<int>(job.method);
+  progress.setMaximum(g.rows);
+  Stats stats(1e38f, -1e38f);
+  const std::int32_t minPts = set.minNodePoints;
+  out.nodes.assign(n + 1, 0.0f);
+  for (int r = 0; r < g.rows; ++r) {
+    progress.setValue(r);
+    if ((r & 63) == 0) progress.pump();
+    for (int c = 0; c < g.columns; ++c) {
+      const std::size_t k = static_cast<std::size_t>(r) * g.columns + c;
+      const std::size_t k0 = k * S;
+      if (sector[k0].value > -1e30f && sector[k0].distance == -9999) {
+        stats.add(sector[k0].value);
+      } else if (index >= 1 && index <= 3) {
+        int filled = 0;
+        float num = 0, den = 0;
+        for (int s = 0; s < S; ++s) {
+          const float sv = sector[k0 + s].value;
+          if (!(sv >= -1e30f)) continue;
+          const float sd = sector[k0 + s].distance;
+          ++filled;
+          if (index == 1) {
+            num += sv;
+          } else if (index == 2) {
+            num += divide(sv, sd);
+            den += divide(1.0f, sd);
+          } else {
+            const float wgt = std::exp(job.par * sd / rx);
+            num += divide(sv, wgt);
+            den += divide(1.0f, wgt);
+          }
+        }
+        if (filled < minPts) {
+          sector[k0].value = NULL_VALUE;
+        } else {
+          sector[k0].value =
+              index == 1 ? divide(num, static_cast<float>(filled)) : divide(num, den);
+          stats.add(sector[k0].value);
+        }
+      }
+      out.nodes[k] = sector[k0].value;
+    }
+  }
+  stats.store(out);
+}
+
+std::vector<ScatterPoint> readAll(PointSource& points, Progress& progress) {
+  std::vector<ScatterPoint> pts;
+  std::int64_t total = points.count();
+  progress.setMaximum(total);
+  if (total > 0) pts.reserve(static_cast<std::size_t>(total));
+  ScatterPoint p;
+  std::int64_t rec = 0;
+  while (points.next(p)) {
+    stepProgress(progress, rec++);
+    pts.push_back(p);
+  }
+  return pts;
+}
+
+std::span<const float> asFloats(const std::vector<ScatterPoint>& pts) {
+  static_assert(sizeof(ScatterPoint) == 3 * sizeof(float));
+  return {reinterpret_cast<const float*>(pts.data()), pts.size() * 3};
+}
+
+void medianGridding(PointSource& points, const GriddingJob& job, Progress& progress,
+                    GridComputation& out) {
+  const GridGeometry& g = job.geometry;
+  checkGeometry(g, 12);
+  std::vector<ScatterPoint> pts = readAll(points, progress);
+  out.nodes.assign(g.nodeCount() + 1, 0.0f);
+  const float extent[4] = {g.xLeft, g.yBottom, g.xJust, g.yJust};
+  const float ry = job.circle ? job.rx : job.ry;
+  std::int32_t rc =
+      Geo_IMMedian(asFloats(pts), static_cast<std::int32_t>(pts.size()), extent, job.circle ? 0 : 1,
+                   job.rx, ry, g.dx, g.dy, g.columns, g.rows, out.nodes);
+  pts = {};
+  if (rc > 0) throw RunFailure{kMsgMedianFailed};
+  progress.setMaximum(g.rows);
+  Stats stats(1e38f, -1e38f);
+  for (std::size_t k = 0; k < g.nodeCount(); ++k)
+    if (out.nodes[k] > -1e35f) stats.add(out.nodes[k]);
+  stats.store(out);
+}
+
+void krigingGridding(PointSource& points, const GriddingJob& job, const GriddingSettings& set,
+                     Progress& progress, GridComputation& out) {
+  const GridGeometry& g = job.geometry;
+  checkGeometry(g, 4);
+  std::vector<ScatterPoint> pts;
+  {
+    std::int64_t total = points.count();
+    progress.setMaximum(total);
+    ScatterPoint p;
+    std::int64_t rec = 0;
+    while (points.next(p)) {
+      stepProgress(progress, rec++);
+      if (p.x >= -1e30f && p.y >= -1e30f && p.v >= -1e30f) {
+        if (job.settingsChecked && p.v > set.highValueCap) p.v = set.highValueCap;
+        pts.push_back(p);
+      }
+    }
+  }
+  if (pts.size() < 10) throw RunFailure{kMsgTooFewForKriging};
+  const float searchF = job.par;
+  if (!(searchF >= 3)) throw RunFailure{kMsgTooFewSearchPoints};
+  const std::int32_t search =
+      static_cast<std::int32_t>(std::min(static_cast<double>(searchF), 2147483647.0));
+  std::int32_t code = 1;
+  std::vector<float> params{0.0f};
+  float paramCount = 0;
+  switch (job.krigingKind) {
+    case KrigingKind::Ordinary:
+      code = 1;
+      break;
+    case KrigingKind::Universal:
+      code = 2 + std::clamp(job.drift, 0, 5);
+      break;
+    case KrigingKind::Lognormal:
+      code = 8;
+      break;
+    case KrigingKind::Lognormal3:
+      code = 9;
+      if (job.krigingParams.size() < 3) throw RunFailure{kMsgThreeParams};
+      break;
+    case KrigingKind::Indicator:
+      code = 10;
+      if (job.krigingParams.size() < 3) throw RunFailure{kMsgAtLeastThreeParams};
+      break;
+  }
+  if (code >= 9) {
+    params = job.krigingParams;
+    paramCount = static_cast<float>(params.size() - 1);
+  }
+  out.nodes.assign(g.nodeCount() + 1, 0.0f);
+  const float extent[4] = {g.xLeft, g.yBottom, g.xJust, g.yJust};
+  GEO_ScatToGridWithKrig(asFloats(pts), 2, static_cast<std::int32_t>(pts.size()), 3, extent, g.dx,
+                         g.dy, g.columns - 1, g.rows - 1, search, code, paramCount, params,
+                         out.nodes, &out.variograms);
+  pts = {};
+  Stats stats(1e35f, -1e35f);
+  for (std::size_t k = 0; k < g.nodeCount(); ++k) stats.add(out.nodes[k]);
+  stats.store(out);
+}
+
+// Rewrites the tail of a grid file of `nodes` nodes as the spare element (0) and the end mark.
+bool appendSpareElement(const std::string& path, std::size_t nodes) {
+  std::FILE* f = std::fopen(path.c_str(), "r+b");
+  if (!f) return false;
+  static const char tail[13] = {0, 0, 0, 0, '#', 'E', 'N', 'D', 'D', 'A', 'T', 'A', '#'};
+  bool ok = std::fseek(f, static_cast<long>(100 + 4 * nodes), SEEK_SET) == 0 &&
+            std::fwrite(tail, 1, sizeof tail, f) == sizeof tail;
+  if (std::fclose(f) != 0) ok = false;
+  return ok;
+}
+
+}  // namespace
+
+GridComputation computeGrid(PointSource& points, const GriddingJob& job,
+                            const GriddingSettings& settings, Progress& progress) {
+  GridComputation out;
+  try {
+    const int m = static_cast<int>(job.method);
+    if (job.azimuth && m >= 1 && m <= 4)
+      azimuthSearch(points, job, settings, progress, out);
+    else if (job.method == GridMethod::Median)
+      medianGridding(points, job, progress, out);
+    else if (job.method == GridMethod::Kriging)
+      krigingGridding(points, job, settings, progress, out);
+    else
+      plainAccumulation(points, job, settings, progress, out);
+    roundGrid(out, settings.roundDecimals);
+  } catch (const RunFailure& f) {
+    out = GridComputation{};
+    out.outcome = Outcome::failure(f.message);
+  } catch (const StoreError&) {
+    out = GridComputation{};
+    out.outcome = Outcome::failure(kMsgGriddingFailed);
+  } catch (const std::bad_alloc&) {
+    out = GridComputation{};
+    out.outcome = Outcome::failure(kMsgGriddingFailed);
+  }
+  progress.setValue(0);
+  return out;
+}
+
+// ---- rounding
+// ------------------------------------------------------------------------------------
+
+float roundThroughText(float v, int decimals) {
+  if (decimals < 0 || decimals > 4 || !std::isfinite(v)) return v;
+  // The exact decimal expansion of the single, then half away from zero at `decimals`.
+  char buf[128];
+  std::snprintf(buf, sizeof buf, "%.60f", static_cast<double>(v));
+  std::string s = buf;
+  bool neg = s[0] == '-';
+  if (neg) s.erase(0, 1);
+  std::size_t dot = s.find('.');
+  std::string digits = s.substr(0, dot) + s.substr(dot + 1);
+  std::size_t keep = dot + static_cast<std::size_t>(decimals);
+  bool up = digits[keep] >= '5';
+  digits.resize(keep);
+  if (up) {
+    std::size_t i = digits.size();
+    while (i > 0) {
+      --i;
+      if (digits[i] == '9') {
+        digits[i] = '0';
+      } else {
+        ++digits[i];
+        break;
+      }
+      if (i == 0) {
+        digits.insert(digits.begin(), '1');
+        ++dot;
+      }
+    }
+  }
+  std::string text = (neg ? "-" : "") + digits.substr(0, dot) +
+                     (decimals > 0 ? "." + digits.substr(dot) : std::string());
+  return std::strtof(text.c_str(), nullptr);
+}
+
+void roundGrid(GridComputation& g, int decimals) {
+  if (decimals < 0 || decimals > 4) return;
+  for (float& v : g.nodes)
+    if (v > -1e30f) v = roundThroughText(v, decimals);
+  g.zMin = roundThroughText(g.zMin, decimals);
+  g.zMax = roundThroughText(g.zMax, decimals);
+}
+
+// ---- the run
+// -------------------------------------------------------------------------------------
+
+std::string gridOutputPath(const std::string& workPath, const std::string& name) {
+  return resolvePath(workPath + "Grid_Dat\\" + name + ".grd");
+}
+
+GriddingRunResult runGridding(const std::string& workPath, const GriddingJob& job,
+                              const GriddingSettings& settings, Interaction& ui,
+                              Progress& progress) {
+  GriddingRunResult res;
+  res.path = gridOutputPath(workPath, job.outputName);
+  std::error_code ec;
+  if (std::filesystem::exists(res.path, ec)) {
+    Answer a = ui.ask(
+        kTitle, std::string(kMsgOverwritePrefix) + job.outputName + ".grd" + kMsgOverwriteSuffix,
+        Buttons::YesNo, Icon::Question);
+    if (a != Answer::Yes) {
+      res.declined = true;
+      res.outcome = Outcome::failure({});
+      return res;
+    }
+    std::filesystem::remove(res.path, ec);
+  }
+
+  GridComputation comp;
+  try {
+    Database db = openWorkDatabase(workPath);
+    TablePointSource src(db, job.table, job.xField, job.yField, job.valueField);
+    comp = computeGrid(src, job, settings, progress);
+  } catch (const StoreError&) {
+    comp.outcome = Outcome::failure(kMsgGriddingFailed);
+  }
+  progress.setValue(0);
+  if (!comp.outcome) {
+    res.outcome = comp.outcome;
+    return res;
+  }
+
+  GridHeader& h = res.grid.header;
+  h.magic = kGridMagicB;
+  h.method = kScatToGridMethod;
+  h.x0 = job.geometry.xLeft;
+  h.y0 = job.geometry.yBottom;
+  h.angle = job.angle;
+  h.nx = job.geometry.columns;
+  h.ny = job.geometry.rows;
+  h.dx = job.geometry.dx;
+  h.dy = job.geometry.dy;
+  h.nullValue = NULL_VALUE;
+  h.zMin = comp.zMin;
+  h.zMax = comp.zMax;
+  h.validCount = comp.validCount;
+  res.variograms = std::move(comp.variograms);
+  // Up to 1,000,000 valid nodes the whole result array goes out, the spare element included;
+  // beyond that the rows alone.
+  const bool rowByRow = comp.validCount > 1000000;
+  res.grid.nodes = std::move(comp.nodes);
+  if (rowByRow) res.grid.nodes.resize(job.geometry.nodeCount());
+
+  std::filesystem::create_directories(std::filesystem::path(res.path).parent_path(), ec);
+  {
+    std::ofstream probe(res.path, std::ios::binary | std::ios::trunc);
+    if (!probe) {
+      res.outcome = Outcome::failure(kMsgCannotCreate + res.path);
+      return res;
+    }
+  }
+  // The shared writer takes the Columns·Rows nodes; the spare element goes in after them,
+  // before the end mark, as the tool's one-block write puts it there.
+  errno = 0;
+  const bool spare = res.grid.nodes.size() > job.geometry.nodeCount();
+  if (spare) res.grid.nodes.pop_back();
+  bool written = writeGrid(res.path, h.magic, h.method, h, res.grid.nodes);
+  if (spare) {
+    res.grid.nodes.push_back(0.0f);
+    if (written) written = appendSpareElement(res.path, res.grid.nodes.size() - 1);
+  }
+  if (!written) {
+    if (rowByRow)
+      res.outcome = Outcome::failure(kMsgWriteFailed + std::string(std::strerror(errno)));
+    else
+      res.outcome = Outcome::failure(kMsgCannotCreate + res.path);
+    return res;
+  }
+  res.outcome = Outcome::success();
+  return res;
+}
+
+}  // namespace sarnoth

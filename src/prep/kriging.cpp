@@ -1,0 +1,696 @@
+// GEO_ScatToGridWithKrig: kriging behind the KrigingDll seam. The model, the variogram fit and
+// the accuracy are described in closed/kriging.h.
+#include "closed/kriging.h"
+
+#include <Eigen/Dense>
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <queue>
+#include <utility>
+
+#include "prep/parallel_rows.h"
+#include "workarea/null_value.h"
+
+namespace sarnoth {
+namespace krig {
+
+namespace {
+
+constexpr int kLagClasses = 15;
+constexpr std::size_t kVariogramSample = 4000;
+constexpr int kRangeScan = 120;
+
+double sph(double t) { return t >= 1 ? 1.0 : 1.5 * t - 0.5 * t * t * t; }
+
+struct WlsFit {
+  double c0 = 0, c = 0, wsse = std::numeric_limits<double>::infinity();
+};
+
+// Best non-negative (c0, c) for a given range, in closed form.
+WlsFit fitForRange(const ExperimentalVariogram& ev, const std::vector<std::size_t>& use, double a) {
+  double sw = 0, sg = 0, sgg = 0, sy = 0, sgy = 0;
+  std::vector<double> g(use.size()), w(use.size());
+  for (std::size_t u = 0; u < use.size(); ++u) {
+    std::size_t j = use[u];
+    double h = ev.distance[j];
+    w[u] = static_cast<double>(ev.pairs[j]) / (h * h);
+    g[u] = a > 0 ? sph(h / a) : 1.0;
+    sw += w[u];
+    sg += w[u] * g[u];
+    sgg += w[u] * g[u] * g[u];
+    sy += w[u] * ev.gamma[j];
+    sgy += w[u] * g[u] * ev.gamma[j];
+  }
+  auto sse = [&](double c0, double c) {
+    double s = 0;
+    for (std::size_t u = 0; u < use.size(); ++u) {
+      double r = ev.gamma[use[u]] - c0 - c * g[u];
+      s += w[u] * r * r;
+    }
+    return s;
+  };
+  WlsFit best;
+  auto consider = [&](double c0, double c) {
+    if (!(c0 >= 0) || !(c >= 0)) return;
+    double s = sse(c0, c);
+    if (s < best.wsse) best = {c0, c, s};
+  };
+  double det = sw * sgg - sg * sg;
+  if (det > 1e-12 * sw * sgg) consider((sgg * sy - sg * sgy) / det, (sw * sgy - sg * sy) / det);
+  consider(0, sgg > 0 ? std::max(0.0, sgy / sgg) : 0.0);
+  consider(sw > 0 ? std::max(0.0, sy / sw) : 0.0, 0);
+  return best;
+}
+
+}  // namespace
+
+double sphericalGamma(const FittedVariogram& v, double h) {
+  if (h <= 0) return 0;
+  return v.nugget + v.sill * (v.range > 0 ? sph(h / v.range) : 1.0);
+}
+
+ExperimentalVariogram experimentalVariogram(std::span<const double> x, std::span<const double> y,
+                                            std::span<const double> z, double cutoff) {
+  ExperimentalVariogram ev;
+  const std::size_t n = std::min({x.size(), y.size(), z.size()});
+  if (n == 0) return ev;
+  if (cutoff <= 0) {
+    auto [xmin, xmax] = std::minmax_element(x.begin(), x.begin() + static_cast<long>(n));
+    auto [ymin, ymax] = std::minmax_element(y.begin(), y.begin() + static_cast<long>(n));
+    cutoff = std::hypot(*xmax - *xmin, *ymax - *ymin) / 3;
+  }
+  ev.cutoff = cutoff;
+  ev.distance.assign(kLagClasses, 0);
+  ev.gamma.assign(kLagClasses, 0);
+  ev.pairs.assign(kLagClasses, 0);
+  if (!(cutoff > 0)) return ev;
+  std::vector<std::size_t> pick;
+  if (n > kVariogramSample) {
+    pick.resize(kVariogramSample);
+    for (std::size_t i = 0; i < kVariogramSample; ++i) pick[i] = i * n / kVariogramSample;
+  } else {
+    pick.resize(n);
+    std::iota(pick.begin(), pick.end(), std::size_t{0});
+  }
+  const double invWidth = kLagClasses / cutoff;
+  const double cut2 = cutoff * cutoff;
+  // The pairs are summed in a fixed number of chunks of rows, added in chunk order, so that the
+  // sums do not depend on how many threads there are.
+  constexpr int kChunks = 32;
+  struct Sums {
+    double distance[kLagClasses] = {}, gamma[kLagClasses] = {};
+    std::int64_t pairs[kLagClasses] = {};
+  };
+  std::vector<Sums> chunk(kChunks);
+  const std::size_t m = pick.size();
+  // Row a has m − a − 1 pairs: chunk bounds chosen for equal pair counts.
+  auto rowAt = [&](int k) {
+    double frac = 1.0 - std::sqrt(1.0 - static_cast<double>(k) / kChunks);
+    return k >= kChunks ? m : static_cast<std::size_t>(frac * static_cast<double>(m));
+  };
+  detail::forRowBands(
+      kChunks,
+      [&](int kBegin, int kEnd, int) {
+        for (int k = kBegin; k < kEnd; ++k) {
+          Sums& sums = chunk[static_cast<std::size_t>(k)];
+          for (std::size_t a = rowAt(k); a < rowAt(k + 1); ++a) {
+            const double xa = x[pick[a]], ya = y[pick[a]], za = z[pick[a]];
+            for (std::size_t b = a + 1; b < m; ++b) {
+              const double ddx = x[pick[b]] - xa, ddy = y[pick[b]] - ya;
+              const double h2 = ddx * ddx + ddy * ddy;
+              if (h2 > cut2) continue;
+              const double h = std::sqrt(h2);
+              // classes (0, w], (w, 2w], …; a zero distance goes with the first
+              const double q = h * invWidth;
+              int j = static_cast<int>(q);
+              if (j > 0 && static_cast<double>(j) == q) --j;
+              j = std::min(j, kLagClasses - 1);
+              const double dz = z[pick[b]] - za;
+              sums.distance[j] += h;
+              sums.gamma[j] += dz * dz;
+              sums.pairs[j] += 1;
+            }
+          }
+        }
+      },
+      1);
+  for (const Sums& sums : chunk)
+    for (int j = 0; j < kLagClasses; ++j) {
+      auto u = static_cast<std::size_t>(j);
+      ev.distance[u] += sums.distance[j];
+      ev.gamma[u] += sums.gamma[j];
+      ev.pairs[u] += sums.pairs[j];
+    }
+  for (int j = 0; j < kLagClasses; ++j) {
+    auto u = static_cast<std::size_t>(j);
+    if (ev.pairs[u] == 0) continue;
+    ev.distance[u] /= static_cast<double>(ev.pairs[u]);
+    ev.gamma[u] /= 2.0 * static_cast<double>(ev.pairs[u]);
+  }
+  return ev;
+}
+
+FittedVariogram fitSpherical(const ExperimentalVariogram& ev, double sampleVariance) {
+  FittedVariogram fit;
+  std::vector<std::size_t> use;
+  bool allZero = true;
+  for (std::size_t j = 0; j < ev.pairs.size(); ++j) {
+    fit.pairs += static_cast<int>(std::min<std::int64_t>(ev.pairs[j], INT32_MAX - fit.pairs));
+    if (ev.pairs[j] > 0 && ev.distance[j] > 0) {
+      use.push_back(j);
+      if (ev.gamma[j] != 0) allZero = false;
+    }
+  }
+  if (use.size() < 2) {
+    fit.nugget = 0;
+    fit.sill = sampleVariance > 0 ? sampleVariance : 0;
+    fit.range = ev.cutoff > 0 ? ev.cutoff : 1;
+    fit.degenerate = !(fit.sill > 0);
+    return fit;
+  }
+  if (allZero) {
+    fit.range = ev.cutoff;
+    fit.degenerate = true;
+    return fit;
+  }
+  const double lo = 0.05 * ev.cutoff, hi = 2.0 * ev.cutoff;
+  auto rangeAt = [&](int i) { return lo + (hi - lo) * i / (kRangeScan - 1); };
+  int bestI = 0;
+  WlsFit best;
+  for (int i = 0; i < kRangeScan; ++i) {
+    WlsFit f = fitForRange(ev, use, rangeAt(i));
+    if (f.wsse < best.wsse) {
+      best = f;
+      bestI = i;
+    }
+  }
+  double a = rangeAt(std::max(0, bestI - 1)), b = rangeAt(std::min(kRangeScan - 1, bestI + 1));
+  const double phi = (std::sqrt(5.0) - 1) / 2;
+  double c = b - phi * (b - a), d = a + phi * (b - a);
+  WlsFit fc = fitForRange(ev, use, c), fd = fitForRange(ev, use, d);
+  for (int it = 0; it < 60; ++it) {
+    if (fc.wsse <= fd.wsse) {
+      b = d;
+      d = c;
+      fd = fc;
+      c = b - phi * (b - a);
+      fc = fitForRange(ev, use, c);
+    } else {
+      a = c;
+      c = d;
+      fc = fd;
+      d = a + phi * (b - a);
+      fd = fitForRange(ev, use, d);
+    }
+  }
+  double range = rangeAt(bestI);
+  if (fc.wsse < best.wsse) {
+    best = fc;
+    range = c;
+  }
+  if (fd.wsse < best.wsse) {
+    best = fd;
+    range = d;
+  }
+  fit.nugget = best.c0;
+  fit.sill = best.c;
+  fit.range = range;
+  fit.degenerate = !(best.c0 + best.c > 0);
+  return fit;
+}
+
+}  // namespace krig
+
+namespace {
+
+using krig::FittedVariogram;
+
+// Covariance C(h) = c0 + c − γ(h); the zero variogram is the limit of a unit pure nugget.
+struct CovModel {
+  double c0 = 0, c = 0, a = 0;
+  bool degenerate = false;
+  explicit CovModel(const FittedVariogram& v)
+      : c0(v.nugget), c(v.sill), a(v.range), degenerate(v.degenerate) {
+    if (degenerate) {
+      c0 = 1;
+      c = 0;
+    }
+  }
+  double total() const { return c0 + c; }
+  double cov(double h) const {
+    if (h <= 0) return c0 + c;
+    if (c == 0 || a <= 0) return 0;
+    return c * (1.0 - krig::sph(h / a));
+  }
+};
+
+// Uniform bucket index over the points for nearest-neighbour queries.
+class BucketIndex {
+ public:
+  BucketIndex(const std::vector<double>& x, const std::vector<double>& y) : x_(x), y_(y) {
+    const std::size_t n = x.size();
+    if (n == 0) return;
+    auto [xmin, xmax] = std::minmax_element(x.begin(), x.end());
+    auto [ymin, ymax] = std::minmax_element(y.begin(), y.end());
+    x0_ = *xmin;
+    y0_ = *ymin;
+    double w = *xmax - *xmin, h = *ymax - *ymin;
+    double target = std::max(1.0, static_cast<double>(n) / 2.0);  // about two points a cell
+    if (w > 0 && h > 0)
+      cell_ = std::sqrt(w * h / target);
+    else
+      cell_ = std::max(w, h) / target;
+    if (!(cell_ > 0)) cell_ = 1;
+    nx_ = static_cast<int>(std::min(1e6, std::floor(w / cell_))) + 1;
+    ny_ = static_cast<int>(std::min(1e6, std::floor(h / cell_))) + 1;
+    std::size_t cells = static_cast<std::size_t>(nx_) * static_cast<std::size_t>(ny_);
+    start_.assign(cells + 1, 0);
+    std::vector<std::uint32_t> cellOf(n);
+    for (std::size_t i = 0; i < n; ++i) {
+      long cx = std::clamp(static_cast<long>((x[i] - x0_) / cell_), 0L, nx_ - 1);
+      long cy = std::clamp(static_cast<long>((y[i] - y0_) / cell_), 0L, ny_ - 1);
+      cellOf[i] = static_cast<std::uint32_t>(static_cast<std::size_t>(cy) * nx_ + cx);
+      ++start_[cellOf[i] + 1];
+    }
+    for (std::size_t k = 0; k < cells; ++k) start_[k + 1] += start_[k];
+    order_.resize(n);
+    std::vector<std::uint32_t> fill(start_.begin(), start_.end() - 1);
+    for (std::size_t i = 0; i < n; ++i) order_[fill[cellOf[i]]++] = static_cast<std::uint32_t>(i);
+  }
+
+  // The k nearest points to (qx, qy), sorted by (distance², index).
+  void nearest(double qx, double qy, std::size_t k,
+               std::vector<std::pair<double, std::uint32_t>>& out) const {
+    out.clear();
+    if (k == 0 || order_.empty()) return;
+    auto cellIndex = [](double v) { return std::clamp(std::floor(v), -1e8, 1e8); };
+    const long cx = static_cast<long>(cellIndex((qx - x0_) / cell_));
+    const long cy = static_cast<long>(cellIndex((qy - y0_) / cell_));
+    long rStart = std::max({0L, -cx, cx - (nx_ - 1), -cy, cy - (ny_ - 1)});
+    long rMax = std::max({cx, nx_ - 1 - cx, cy, ny_ - 1 - cy}) + 1;
+    // max-heap on (d², index): the worst kept neighbour on top
+    auto& heap = out;
+    auto visit = [&](long i, long j) {
+      if (i < 0 || j < 0 || i >= nx_ || j >= ny_) return;
+      std::size_t cell = static_cast<std::size_t>(j) * nx_ + static_cast<std::size_t>(i);
+      for (std::uint32_t p = start_[cell]; p < start_[cell + 1]; ++p) {
+        std::uint32_t idx = order_[p];
+        double ddx = x_[idx] - qx, ddy = y_[idx] - qy;
+        std::pair<double, std::uint32_t> e{ddx * ddx + ddy * ddy, idx};
+        if (heap.size() < k) {
+          heap.push_back(e);
+          std::push_heap(heap.begin(), heap.end());
+        } else if (e < heap.front()) {
+          std::pop_heap(heap.begin(), heap.end());
+          heap.back() = e;
+          std::push_heap(heap.begin(), heap.end());
+        }
+      }
+    };
+    for (long r = rStart; r <= rMax; ++r) {
+      for (long j = cy - r; j <= cy + r; ++j) {
+        if (j < 0 || j >= ny_) continue;
+        if (j == cy - r || j == cy + r) {
+          for (long i = std::max(0L, cx - r); i <= std::min<long>(nx_ - 1, cx + r); ++i)
+            visit(i, j);
+        } else {
+          visit(cx - r, j);
+          visit(cx + r, j);
+        }
+      }
+      if (heap.size() == k) {
+        double bound = static_cast<double>(r) * cell_;
+        if (heap.front().first <= bound * bound) break;
+      }
+    }
+    std::sort_heap(heap.begin(), heap.end());
+  }
+
+ private:
+  const std::vector<double>& x_;
+  const std::vector<double>& y_;
+  double x0_ = 0, y0_ = 0, cell_ = 1;
+  long nx_ = 1, ny_ = 1;
+  std::vector<std::uint32_t> start_;
+  std::vector<std::uint32_t> order_;
+};
+
+// Drift terms of the universal kriging codes, in coordinates (u, v) centred on the node.
+int driftTerms(int code) {
+  switch (code) {
+    case 2:
+    case 3:
+      return 2;
+    case 4:
+    case 5:
+    case 6:
+      return 3;
+    case 7:
+      return 6;
+    default:
+      return 1;
+  }
+}
+
+void driftRow(int code, double u, double v, double* f) {
+  f[0] = 1;
+  switch (code) {
+    case 2:
+      f[1] = u;
+      break;
+    case 3:
+      f[1] = v;
+      break;
+    case 4:
+      f[1] = u;
+      f[2] = v;
+      break;
+    case 5:
+      f[1] = u;
+      f[2] = u * u;
+      break;
+    case 6:
+      f[1] = v;
+      f[2] = v * v;
+      break;
+    case 7:
+      f[1] = u;
+      f[2] = v;
+      f[3] = u * u;
+      f[4] = u * v;
+      f[5] = v * v;
+      break;
+    default:
+      break;
+  }
+}
+
+// One node's kriging system, reused across nodes of a thread.
+struct NodeSolver {
+  Eigen::MatrixXd c, f, y;
+  Eigen::VectorXd c0, f0, y0, mlag, lambda;
+  Eigen::LLT<Eigen::MatrixXd> llt;
+
+  // Weights for the neighbours `nb` of node (x0, y0) under model m and drift code; returns
+  // false when nothing sensible can be solved. `out` receives λ (n) and then the Lagrange
+  // multipliers m (p) of [C F; Fᵀ 0][λ; m] = [c₀; f₀].
+  //
+  // C is positive definite for distinct points, so the system is solved through its Cholesky
+  // factor and the Schur complement of the drift: m = (Fᵀ C⁻¹ F)⁻¹ (Fᵀ C⁻¹ c₀ − f₀),
+  // λ = C⁻¹ (c₀ − F m). A factor with a vanishing pivot (coincident points without nugget) or a
+  // residual that is not small sends the whole system to a complete orthogonal decomposition.
+  bool solve(const std::vector<std::pair<double, std::uint32_t>>& nb, const std::vector<double>& x,
+             const std::vector<double>& yy, double x0, double ny0, const CovModel& m, int code,
+             Eigen::VectorXd& out) {
+    const int n = static_cast<int>(nb.size());
+    int p = driftTerms(code);
+    if (n < p + 1) {
+      code = 1;
+      p = 1;
+    }
+    if (n < 1) return false;
+    c.resize(n, n);
+    f.resize(n, p);
+    c0.resize(n);
+    f0.resize(p);
+    double scale = std::sqrt(nb.back().first);
+    if (!(scale > 0)) scale = 1;
+    double row[6];
+    for (int i = 0; i < n; ++i) {
+      const std::uint32_t pi = nb[static_cast<std::size_t>(i)].second;
+      c(i, i) = m.total();
+      for (int j = i + 1; j < n; ++j) {
+        const std::uint32_t pj = nb[static_cast<std::size_t>(j)].second;
+        const double dx = x[pi] - x[pj], dy = yy[pi] - yy[pj];
+        c(i, j) = c(j, i) = m.cov(std::sqrt(dx * dx + dy * dy));
+      }
+      c0(i) = m.cov(std::sqrt(nb[static_cast<std::size_t>(i)].first));
+      driftRow(code, (x[pi] - x0) / scale, (yy[pi] - ny0) / scale, row);
+      for (int k = 0; k < p; ++k) f(i, k) = row[k];
+    }
+    driftRow(code, 0, 0, row);
+    for (int k = 0; k < p; ++k) f0(k) = row[k];
+
+    out.resize(n + p);
+    llt.compute(c);
+    bool good = llt.info() == Eigen::Success &&
+                llt.matrixLLT().diagonal().minCoeff() > 1e-6 * std::sqrt(m.total());
+    if (good) {
+      y = llt.solve(f);
+      y0 = llt.solve(c0);
+      Eigen::MatrixXd schur = f.transpose() * y;
+      mlag = schur.ldlt().solve(f.transpose() * y0 - f0);
+      lambda = y0 - y * mlag;
+      const double resid = (c * lambda + f * mlag - c0).cwiseAbs().maxCoeff() +
+                           (f.transpose() * lambda - f0).cwiseAbs().maxCoeff();
+      good = lambda.allFinite() && mlag.allFinite() && resid <= 1e-8 * (m.total() + 1.0);
+      if (good) {
+        out.head(n) = lambda;
+        out.tail(p) = mlag;
+      }
+    }
+    if (!good) {
+      Eigen::MatrixXd a(n + p, n + p);
+      a.topLeftCorner(n, n) = c;
+      a.topRightCorner(n, p) = f;
+      a.bottomLeftCorner(p, n) = f.transpose();
+      a.bottomRightCorner(p, p).setZero();
+      Eigen::VectorXd b(n + p);
+      b.head(n) = c0;
+      b.tail(p) = f0;
+      Eigen::CompleteOrthogonalDecomposition<Eigen::MatrixXd> cod(a);
+      out = cod.solve(b);
+      if (!out.allFinite()) return false;
+    }
+    return true;
+  }
+};
+
+struct KrigTarget {
+  std::vector<double> z;  // the values kriged (transformed)
+  FittedVariogram model;
+};
+
+// Global least-squares residuals of the drift (for the variogram of universal kriging).
+std::vector<double> driftResiduals(const std::vector<double>& x, const std::vector<double>& y,
+                                   const std::vector<double>& z, int code) {
+  const int p = driftTerms(code);
+  const std::size_t n = z.size();
+  if (n <= static_cast<std::size_t>(p)) return z;
+  auto [xmin, xmax] = std::minmax_element(x.begin(), x.end());
+  auto [ymin, ymax] = std::minmax_element(y.begin(), y.end());
+  double cx = (*xmin + *xmax) / 2, cy = (*ymin + *ymax) / 2;
+  double s = std::max(*xmax - *xmin, *ymax - *ymin) / 2;
+  if (!(s > 0)) s = 1;
+  Eigen::MatrixXd f(static_cast<Eigen::Index>(n), p);
+  Eigen::VectorXd zz(static_cast<Eigen::Index>(n));
+  double row[6];
+  for (std::size_t i = 0; i < n; ++i) {
+    driftRow(code, (x[i] - cx) / s, (y[i] - cy) / s, row);
+    for (int k = 0; k < p; ++k) f(static_cast<Eigen::Index>(i), k) = row[k];
+    zz(static_cast<Eigen::Index>(i)) = z[i];
+  }
+  Eigen::VectorXd beta = f.colPivHouseholderQr().solve(zz);
+  Eigen::VectorXd res = zz - f * beta;
+  // What is left of an exact fit is rounding: a residual field that is zero.
+  const double tiny = 1e-10 * zz.cwiseAbs().maxCoeff();
+  for (Eigen::Index i = 0; i < res.size(); ++i)
+    if (std::fabs(res(i)) <= tiny) res(i) = 0;
+  return std::vector<double>(res.data(), res.data() + res.size());
+}
+
+double sampleVariance(const std::vector<double>& z) {
+  if (z.size() < 2) return 0;
+  double mean = std::accumulate(z.begin(), z.end(), 0.0) / static_cast<double>(z.size());
+  double s = 0;
+  for (double v : z) s += (v - mean) * (v - mean);
+  return s / static_cast<double>(z.size() - 1);
+}
+
+FittedVariogram fitFor(const std::vector<double>& x, const std::vector<double>& y,
+                       const std::vector<double>& z) {
+  auto ev = krig::experimentalVariogram(x, y, z);
+  return krig::fitSpherical(ev, sampleVariance(z));
+}
+
+}  // namespace
+
+std::int32_t GEO_ScatToGridWithKrig(std::span<const float> points, std::int32_t dimensions,
+                                    std::int32_t pointCount, std::int32_t stride,
+                                    std::span<const float, 4> extent, float dx, float dy,
+                                    std::int32_t lastColumn, std::int32_t lastRow,
+                                    std::int32_t searchPoints, std::int32_t modelCode,
+                                    float paramCount, std::span<const float> params,
+                                    std::span<float> result,
+                                    std::vector<krig::FittedVariogram>* variograms) {
+  if (dimensions != 2 || stride != 3) return 1;
+  if (pointCount < 0 || points.size() < static_cast<std::size_t>(pointCount) * 3) return 2;
+  if (lastColumn < 0 || lastRow < 0 || searchPoints < 1) return 2;
+  const int columns = lastColumn + 1, rows = lastRow + 1;
+  const std::size_t nodes = static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows);
+  if (result.size() < nodes) return 2;
+  if (!(dx > 0) || !(dy > 0)) return 3;
+  if (modelCode < 1 || modelCode > 10) return 4;
+  std::vector<double> par;
+  if (modelCode >= 9) {
+    if (!(paramCount >= 0) || paramCount > 1e6f) return 5;
+    std::size_t np = static_cast<std::size_t>(paramCount) + 1;
+    if (params.size() < np) return 5;
+    for (std::size_t i = 0; i < np; ++i) par.push_back(params[i]);
+    if (modelCode == 9 && par.size() < 3) return 5;
+  }
+
+  // Usable points, transformed.
+  const double theta = modelCode == 9 ? par[0] : 0.0;
+  std::vector<double> x, y, z, raw;
+  x.reserve(static_cast<std::size_t>(pointCount));
+  y.reserve(x.capacity());
+  z.reserve(x.capacity());
+  for (std::int32_t i = 0; i < pointCount; ++i) {
+    const float px = points[3 * static_cast<std::size_t>(i)];
+    const float py = points[3 * static_cast<std::size_t>(i) + 1];
+    const float pv = points[3 * static_cast<std::size_t>(i) + 2];
+    if (!(px > -1e30f && py > -1e30f && pv > -1e30f)) continue;
+    if (!std::isfinite(px) || !std::isfinite(py) || !std::isfinite(pv)) continue;
+    double v = pv;
+    if (modelCode == 8) {
+      if (!(v > 0)) continue;
+      v = std::log(v);
+    } else if (modelCode == 9) {
+      if (!(v > theta)) continue;
+      v = std::log(v - theta);
+    }
+    x.push_back(px);
+    y.push_back(py);
+    z.push_back(v);
+    raw.push_back(pv);
+  }
+
+  // The targets kriged at every node: one, or one per threshold for indicator kriging.
+  std::vector<KrigTarget> targets;
+  std::vector<double> thresholds, classMean;
+  if (modelCode == 10) {
+    thresholds = par;
+    std::sort(thresholds.begin(), thresholds.end());
+    thresholds.erase(std::unique(thresholds.begin(), thresholds.end()), thresholds.end());
+    const std::size_t K = thresholds.size();
+    std::vector<double> sum(K + 1, 0), cnt(K + 1, 0);
+    for (double v : raw) {
+      std::size_t cls = static_cast<std::size_t>(
+          std::lower_bound(thresholds.begin(), thresholds.end(), v) - thresholds.begin());
+      sum[cls] += v;
+      cnt[cls] += 1;
+    }
+    classMean.resize(K + 1);
+    for (std::size_t k = 0; k <= K; ++k) {
+      if (cnt[k] > 0) {
+        classMean[k] = sum[k] / cnt[k];
+      } else if (k == 0) {
+        classMean[k] = thresholds[0];
+      } else if (k == K) {
+        classMean[k] = thresholds[K - 1];
+      } else {
+        classMean[k] = (thresholds[k - 1] + thresholds[k]) / 2;
+      }
+    }
+    for (double t : thresholds) {
+      KrigTarget tg;
+      tg.z.resize(raw.size());
+      for (std::size_t i = 0; i < raw.size(); ++i) tg.z[i] = raw[i] <= t ? 1.0 : 0.0;
+      tg.model = fitFor(x, y, tg.z);
+      tg.model.threshold = t;
+      targets.push_back(std::move(tg));
+    }
+  } else {
+    KrigTarget tg;
+    tg.z = z;
+    if (modelCode >= 2 && modelCode <= 7)
+      tg.model = fitFor(x, y, driftResiduals(x, y, z, modelCode));
+    else
+      tg.model = fitFor(x, y, z);
+    targets.push_back(std::move(tg));
+  }
+  if (variograms) {
+    variograms->clear();
+    for (const auto& t : targets) variograms->push_back(t.model);
+  }
+
+  const int drift = modelCode >= 2 && modelCode <= 7 ? modelCode : 1;
+  const bool logBack = modelCode == 8 || modelCode == 9;
+  const double lo = modelCode == 9 ? par[1] : 0, hi = modelCode == 9 ? par[2] : 0;
+  const std::size_t k = std::min<std::size_t>(static_cast<std::size_t>(searchPoints), x.size());
+  BucketIndex index(x, y);
+  std::vector<CovModel> models;
+  for (const auto& t : targets) models.emplace_back(t.model);
+  const double xLeft = extent[0], yBottom = extent[1];
+
+  detail::forRowBands(rows, [&](int rowBegin, int rowEnd, int) {
+    NodeSolver solver;
+    Eigen::VectorXd w;
+    std::vector<std::pair<double, std::uint32_t>> nb;
+    nb.reserve(k);
+    std::vector<double> prob(targets.size());
+    for (int r = rowBegin; r < rowEnd; ++r) {
+      const double ny = yBottom + static_cast<double>(r) * dy;
+      for (int c = 0; c < columns; ++c) {
+        const double nx = xLeft + static_cast<double>(c) * dx;
+        float out = NULL_VALUE;
+        index.nearest(nx, ny, k, nb);
+        if (!nb.empty()) {
+          bool ok = true;
+          for (std::size_t t = 0; t < targets.size() && ok; ++t) {
+            const CovModel& m = models[t];
+            if (!solver.solve(nb, x, y, nx, ny, m, drift, w)) {
+              ok = false;
+              break;
+            }
+            const int n = static_cast<int>(nb.size());
+            double est = 0, cross = 0;
+            for (int i = 0; i < n; ++i) {
+              est += w(i) * targets[t].z[nb[static_cast<std::size_t>(i)].second];
+              cross += w(i) * m.cov(std::sqrt(nb[static_cast<std::size_t>(i)].first));
+            }
+            if (logBack) {
+              // σ² = C(0) − Σλ C_i0 − m, μ = −m in the variogram form.
+              double mLag = w(n);
+              double var = m.total() - cross - mLag;
+              if (m.degenerate) var = mLag = 0;
+              est = std::exp(est + var / 2 + mLag);
+              if (modelCode == 9) {
+                est += theta;
+                if (lo < hi) est = std::clamp(est, lo, hi);
+              }
+            }
+            prob[t] = est;
+          }
+          if (ok) {
+            double value = prob[0];
+            if (modelCode == 10) {
+              const std::size_t K = prob.size();
+              std::vector<double> up(prob), down(prob);
+              for (double& p : up) p = std::clamp(p, 0.0, 1.0);
+              for (double& p : down) p = std::clamp(p, 0.0, 1.0);
+              for (std::size_t i = 1; i < K; ++i) up[i] = std::max(up[i], up[i - 1]);
+              for (std::size_t i = K - 1; i-- > 0;) down[i] = std::min(down[i], down[i + 1]);
+              double prev = 0;
+              value = 0;
+              for (std::size_t i = 0; i < K; ++i) {
+                double f = (up[i] + down[i]) / 2;
+                value += (f - prev) * classMean[i];
+                prev = f;
+              }
+              value += (1 - prev) * classMean[K];
+            }
+            if (std::isfinite(value)) out = static_cast<float>(value);
+          }
+        }
+        result[static_cast<std::size_t>(r) * columns + c] = out;
+      }
+    }
+  });
+  return 0;
+}
+
+}  // namespace sarnoth
