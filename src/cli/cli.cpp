@@ -61,7 +61,8 @@ Args parseArgs(int argc, char** argv, int first) {
         // value are listed so that "--yes file" keeps the file positional.
         static const char* kFlags[] = {"yes",         "no",         "overwrite",  "help",
                                        "nulls-empty", "skip-nulls", "keep-nulls", "quiet",
-                                       "verbose",     "json",       "polygons",   "rect"};
+                                       "verbose",     "json",       "polygons",   "rect",
+                                       "colour-bar"};
         bool isFlag = false;
         for (const char* f : kFlags)
           if (name == f) isFlag = true;
