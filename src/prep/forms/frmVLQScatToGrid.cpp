@@ -185,6 +185,7 @@ void frmVLQScatToGrid::buildUi() {
     const std::size_t k = static_cast<std::size_t>(i);
     txtGPar[k] = new QLineEdit(geometry);
     txtGPar[k]->setObjectName(QString("txtGPar_%1").arg(i));
+    txtGPar[k]->setMinimumWidth(100);
     const int row = 1 + i % 5, col = i < 5 ? 0 : 2;
     gl->addWidget(new QLabel(QString::fromLatin1(kGeometryLabels[i]), geometry), row, col);
     gl->addWidget(txtGPar[k], row, col + 1);
@@ -196,8 +197,12 @@ void frmVLQScatToGrid::buildUi() {
   }
   txtAngle = named(new QLineEdit(u8("0"), geometry), "txtAngle");
   txtAngle->setToolTip(u8("测线与东西方向的夹角，顺时针为负，单位度"));
-  gl->addWidget(new QLabel(u8("测线与东西方向的夹角，顺时针为负，单位度"), geometry), 6, 0, 1, 3);
+  auto* angleLabel = new QLabel(u8("测线与东西方向的夹角，顺时针为负，单位度"), geometry);
+  angleLabel->setWordWrap(true);
+  gl->addWidget(angleLabel, 6, 0, 1, 3);
   gl->addWidget(txtAngle, 6, 3);
+  gl->setColumnStretch(1, 1);
+  gl->setColumnStretch(3, 1);
 
   auto* method = new QGroupBox(u8("网格化方法"), this);
   auto* ml = new QGridLayout(method);
@@ -270,7 +275,7 @@ void frmVLQScatToGrid::buildUi() {
   right->addStretch(1);
   auto* top = new QHBoxLayout;
   top->addLayout(left, 1);
-  top->addLayout(middle, 1);
+  top->addLayout(middle, 2);
   top->addLayout(right, 1);
   auto* buttons = new QHBoxLayout;
   buttons->addWidget(prbSpeed, 1);
@@ -280,6 +285,7 @@ void frmVLQScatToGrid::buildUi() {
   auto* all = new QVBoxLayout(this);
   all->addLayout(top, 1);
   all->addLayout(buttons);
+  resize(900, 480);
 }
 
 void frmVLQScatToGrid::loadTables() {
@@ -502,13 +508,16 @@ void frmVLQScatToGrid::apply() {
   if (!readSettings()) return;
   GriddingJob job;
   if (!collectJob(job)) return;
+  // Events pass during the run; the buttons and closing wait until it ends.
   for (QPushButton* b : {btnApply, btnImg, btnReturn}) b->setEnabled(false);
+  running_ = true;
   GriddingRunResult r;
   {
     GuiInteraction ui(this);
     BarProgress progress(prbSpeed);
     r = runGridding(gWorkPath, job, settings_, ui, progress);
   }
+  running_ = false;
   for (QPushButton* b : {btnApply, btnImg, btnReturn}) b->setEnabled(true);
   if (!r.outcome && !r.declined && !r.outcome.message.empty()) notify(this, r.outcome.message);
 }
@@ -542,6 +551,7 @@ void frmVLQScatToGrid::showImage() {
 }
 
 void frmVLQScatToGrid::done(int r) {
+  if (running_) return;
   db_.close();
   QDialog::done(r);
 }

@@ -96,6 +96,7 @@ class frmVLQScatToGrid : public QDialog {
 
   Database db_;
   GriddingSettings settings_;
+  bool running_ = false;
 };
 
 }  // namespace sarnoth::gui
