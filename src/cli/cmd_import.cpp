@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "cli/cli.h"
+#include "workarea/data_convert.h"
 #include "workarea/grid_convert.h"
 #include "workarea/grid_to_table.h"
 #include "workarea/session.h"
@@ -61,7 +62,7 @@ int runImport(Args& a) {
     for (const auto& l : layers) std::cout << l << "\n";
     return 0;
   }
-  auto src = openSource(file, a.get("layer"), delimitedOptions(a), error);
+  auto src = openTableFile(file, a.get("layer"), delimitedOptions(a), error);
   if (!src) return failWith(error);
   ImportPreview preview;
   Outcome p = previewSource(*src, preview, static_cast<int>(a.getInt("preview", 5)));
@@ -112,19 +113,13 @@ int runExport(Args& a) {
   std::string out = a.pos(2);
   if (kind != "table" || table.empty() || out.empty())
     return failWith(
-        "usage: sarnoth-cli export table TABLE OUT [--format csv|xlsx|dbf] [--nulls-empty]");
-  ExportOptions opt;
+        "usage: sarnoth-cli export table TABLE OUT [--format csv|xlsx|dbf|scatter-binary|"
+        "scatter-ascii] [--nulls-empty]");
+  SaveOptions opt;
   std::string fmt = a.get("format");
-  if (fmt.empty()) {
-    std::string lo = out;
-    for (char& c : lo) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    fmt = lo.size() > 5 && lo.substr(lo.size() - 5) == ".xlsx"  ? "xlsx"
-          : lo.size() > 4 && lo.substr(lo.size() - 4) == ".dbf" ? "dbf"
-                                                                : "csv";
-  }
-  opt.format = fmt == "xlsx"  ? ExportFormat::Xlsx
-               : fmt == "dbf" ? ExportFormat::Dbf
-                              : ExportFormat::Csv;
+  opt.format = saveFormatForPath(out);
+  if (!fmt.empty() && !parseSaveFormat(fmt, opt.format))
+    return failWith("--format csv|xlsx|dbf|scatter-binary|scatter-ascii");
   opt.nullsEmpty = a.has("nulls-empty");
   opt.encoding = a.get("encoding", "gbk") == "utf8" ? TextEncoding::Utf8 : TextEncoding::Gbk;
   opt.crlf = a.get("eol", "crlf") != "lf";
@@ -136,7 +131,7 @@ int runExport(Args& a) {
     Database db = openWorkDatabase(work);
     CliProgress progress("转出");
     std::int64_t rows = 0;
-    Outcome o = exportTable(db, table, out, opt, progress, &rows);
+    Outcome o = saveTableAs(db, table, out, opt, progress, &rows);
     if (!o) return failWith(o.message);
     std::cout << rows << " rows written to " << out << "\n";
   } catch (const StoreError& e) {
@@ -190,12 +185,16 @@ CommandRegistrar regImport{
      "       sarnoth-cli import grid FILE [--name NAME] [--origin corner|node] [--yes]\n"
      "       sarnoth-cli import image FILE [--yes]            (into Imag_Dat)\n"
      "       sarnoth-cli import table FILE --preview N       (columns and guessed types only)\n"
-     "Text: .csv .txt .tsv .prn .dat; through GDAL: .xlsx .xls .ods .dbf; Jet: .mdb.",
+     "Text: .csv .txt .tsv .prn .dat; through GDAL: .xlsx .xls .ods .dbf; Jet: .mdb;\n"
+     "scatter files of the system (binary, ASCII, older) by their magic.",
      runImport}};
 CommandRegistrar regExport{
-    {"export", "send a registered table out as CSV, .xlsx or .dbf",
-     "usage: sarnoth-cli export table TABLE OUT [--format csv|xlsx|dbf] [--nulls-empty]\n"
-     "         [--encoding gbk|utf8] [--eol crlf|lf] [--delimiter ,|;|tab] [--workarea DIR]",
+    {"export", "send a registered table out as CSV, .xlsx, .dbf or a scatter file",
+     "usage: sarnoth-cli export table TABLE OUT [--format csv|xlsx|dbf|scatter-binary|\n"
+     "         scatter-ascii] [--nulls-empty] [--encoding gbk|utf8] [--eol crlf|lf]\n"
+     "         [--delimiter ,|;|tab] [--workarea DIR]\n"
+     "--nulls-empty writes -1E+38 as empty cells; a scatter file then leaves out the points\n"
+     "holding a null.",
      runExport}};
 
 }  // namespace

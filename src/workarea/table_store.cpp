@@ -213,6 +213,23 @@ struct Word {
   int depth;
 };
 
+// Where a quoted run that opens at `open` ends: the index of its closing `close`, a doubled
+// closer standing for the character itself; s.size() when it never closes.
+std::size_t closingOf(const std::string& s, std::size_t open, char close) {
+  std::size_t j = open + 1;
+  while (j < s.size()) {
+    if (s[j] == close) {
+      if (j + 1 < s.size() && s[j + 1] == close) {
+        j += 2;
+        continue;
+      }
+      return j;
+    }
+    ++j;
+  }
+  return s.size();
+}
+
 // Words outside strings, brackets and date literals, with their parenthesis depth.
 std::vector<Word> scanWords(const std::string& s) {
   std::vector<Word> words;
@@ -221,30 +238,9 @@ std::vector<Word> scanWords(const std::string& s) {
   while (i < s.size()) {
     char c = s[i];
     if (c == '\'' || c == '"') {
-      std::size_t j = i + 1;
-      while (j < s.size()) {
-        if (s[j] == c) {
-          if (j + 1 < s.size() && s[j + 1] == c) {
-            j += 2;
-            continue;
-          }
-          break;
-        }
-        ++j;
-      }
-      i = j + 1;
+      i = closingOf(s, i, c) + 1;
     } else if (c == '[') {
-      std::size_t j = i + 1;
-      while (j < s.size()) {
-        if (s[j] == ']') {
-          if (j + 1 < s.size() && s[j + 1] == ']') {
-            j += 2;
-            continue;
-          }
-          break;
-        }
-        ++j;
-      }
+      std::size_t j = closingOf(s, i, ']');
       words.push_back({"[", i, std::min(j + 1, s.size()), depth});
       i = j + 1;
     } else if (c == '(') {
@@ -452,17 +448,7 @@ std::string translateJetSql(const std::string& s) {
       continue;
     }
     if (c == '[') {
-      std::size_t j = i + 1;
-      while (j < s.size()) {
-        if (s[j] == ']') {
-          if (j + 1 < s.size() && s[j + 1] == ']') {
-            j += 2;
-            continue;
-          }
-          break;
-        }
-        ++j;
-      }
+      std::size_t j = closingOf(s, i, ']');
       std::string name;
       for (std::size_t k = i + 1; k < std::min(j, s.size()); ++k) {
         name += s[k];

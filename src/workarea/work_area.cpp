@@ -161,23 +161,19 @@ void dropWorkTable(Database& db, const std::string& name) {
   }
 }
 
-std::string todayText() {
+namespace {
+std::string nowAs(const char* format) {
   std::time_t t = std::time(nullptr);
   std::tm tm{};
   localtime_r(&t, &tm);
-  char buf[16];
-  std::strftime(buf, sizeof buf, "%Y-%m-%d", &tm);
+  char buf[32];
+  std::strftime(buf, sizeof buf, format, &tm);
   return buf;
 }
+}  // namespace
 
-std::string nowTimeText() {
-  std::time_t t = std::time(nullptr);
-  std::tm tm{};
-  localtime_r(&t, &tm);
-  char buf[16];
-  std::strftime(buf, sizeof buf, "%H:%M:%S", &tm);
-  return buf;
-}
+std::string todayText() { return nowAs("%Y-%m-%d"); }
+std::string nowTimeText() { return nowAs("%H:%M:%S"); }
 
 RegisterResult registerTable(Database& db, const std::string& name, const Registration& how,
                              Interaction& ui) {

@@ -1,0 +1,84 @@
+#include "workarea/forms/data_form_support.h"
+
+#include <QApplication>
+#include <QFileDialog>
+#include <QHeaderView>
+#include <QProgressBar>
+#include <QTableWidget>
+#include <algorithm>
+
+#include "workarea/session.h"
+#include "workarea/work_area.h"
+
+namespace sarnoth::gui {
+namespace {
+
+FileDialogHandler& openHandler() {
+  static FileDialogHandler h;
+  return h;
+}
+
+}  // namespace
+
+BarProgress::BarProgress(QProgressBar* bar) : bar_(bar) {}
+
+void BarProgress::setMaximum(std::int64_t max) {
+  Progress::setMaximum(max);
+  scale_ = 1;
+  while (max / scale_ > 1000000) scale_ *= 10;
+  if (bar_) bar_->setMaximum(static_cast<int>(std::max<std::int64_t>(max / scale_, 1)));
+}
+
+void BarProgress::setValue(std::int64_t value) {
+  Progress::setValue(value);
+  if (bar_)
+    bar_->setValue(static_cast<int>(std::min<std::int64_t>(value / scale_, bar_->maximum())));
+}
+
+bool BarProgress::pump() {
+  QCoreApplication::processEvents();
+  return Progress::pump();
+}
+
+std::string askOpenFileName(QWidget* parent, const std::string& title, const std::string& filter) {
+  if (openHandler()) return openHandler()(title, filter, {});
+  QString path = QFileDialog::getOpenFileName(parent, qs(title), QString(), qtFileFilter(filter));
+  return ss(path);
+}
+
+FileDialogHandler setOpenDialogHandler(FileDialogHandler handler) {
+  FileDialogHandler old = std::move(openHandler());
+  openHandler() = std::move(handler);
+  return old;
+}
+
+bool openToolDatabase(QWidget* parent, Database& db) {
+  try {
+    db = openWorkDatabase(gWorkPath);
+    return true;
+  } catch (const StoreError& e) {
+    notify(parent, std::string("打开数据库错: ") + e.what());
+    return false;
+  }
+}
+
+void fillTableWidget(QTableWidget* t, const std::vector<std::string>& header,
+                     const std::vector<std::vector<std::string>>& rows) {
+  t->clear();
+  t->setColumnCount(static_cast<int>(header.size()));
+  t->setRowCount(static_cast<int>(rows.size()));
+  QStringList labels;
+  for (const auto& h : header) labels << qs(h);
+  t->setHorizontalHeaderLabels(labels);
+  for (int r = 0; r < static_cast<int>(rows.size()); ++r) {
+    const auto& row = rows[static_cast<std::size_t>(r)];
+    for (int c = 0; c < static_cast<int>(row.size()) && c < t->columnCount(); ++c) {
+      auto* item = new QTableWidgetItem(qs(row[static_cast<std::size_t>(c)]));
+      item->setFlags(item->flags() & ~Qt::ItemIsEditable);
+      t->setItem(r, c, item);
+    }
+  }
+  t->resizeColumnsToContents();
+}
+
+}  // namespace sarnoth::gui

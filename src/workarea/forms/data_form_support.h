@@ -1,0 +1,54 @@
+// What the data tool windows share: a progress bound to a window's progress bar, the open-file
+// dialog (replaceable, so the windows can be driven headless), the work area's store opened on a
+// window's opening, and filling a table widget with rows.
+#pragma once
+
+#include <QString>
+#include <string>
+#include <vector>
+
+#include "app/messages.h"
+#include "workarea/progress.h"
+#include "workarea/table_store.h"
+
+class QProgressBar;
+class QTableWidget;
+class QWidget;
+
+namespace sarnoth::gui {
+
+// Long work shown on a progress bar; pending window events run at every pump.
+class BarProgress : public Progress {
+ public:
+  explicit BarProgress(QProgressBar* bar);
+  void setMaximum(std::int64_t max) override;
+  void setValue(std::int64_t value) override;
+  bool pump() override;
+
+ private:
+  QProgressBar* bar_;
+  std::int64_t scale_ = 1;  // the bar counts in ints; large maxima are scaled down
+};
+
+// An open dialog; returns the chosen path or "" when cancelled. Filters as the system writes
+// them ("描述|*.ext|…").
+std::string askOpenFileName(QWidget* parent, const std::string& title, const std::string& filter);
+// Installs a handler in place of the open dialog; returns the previous one.
+FileDialogHandler setOpenDialogHandler(FileDialogHandler handler);
+
+// Opens the store of gWorkPath for a window. On failure shows "打开数据库错: " and the engine's
+// text and returns false.
+bool openToolDatabase(QWidget* parent, Database& db);
+
+// Header and rows of text into a table widget (read-only cells).
+void fillTableWidget(QTableWidget* t, const std::vector<std::string>& header,
+                     const std::vector<std::vector<std::string>>& rows);
+
+// A button, label or the like with its system name as objectName and a Chinese caption.
+template <class W>
+W* named(W* w, const char* objectName) {
+  w->setObjectName(QString::fromLatin1(objectName));
+  return w;
+}
+
+}  // namespace sarnoth::gui

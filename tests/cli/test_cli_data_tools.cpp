@@ -1,0 +1,48 @@
+// sarnoth-cli import/export of tables through the system's scatter files.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "test_support.h"
+#include "workarea/scatter_file.h"
+
+namespace sarnoth {
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(CliDataTools, TablesGoOutAsScatterFilesAndComeBack) {
+  if (!fs::exists(std::string(SARNOTH_BIN_DIR) + "/sarnoth-cli"))
+    GTEST_SKIP() << "sarnoth-cli not built";
+  test::TempDir tmp;
+  const std::string area = "--workarea " + tmp.file("area");
+  ASSERT_EQ(test::runCli("workarea create " + tmp.file("area")).status, 0);
+  std::ofstream(tmp.file("in.csv")) << "X,Y,Au,rock\n1,2,0.5,g\n3,4,,s\n5,6,12.25,g\n";
+  auto r = test::runCli("import table " + tmp.file("in.csv") + " --name pts " + area);
+  ASSERT_EQ(r.status, 0) << r.out;
+
+  r = test::runCli("export table pts " + tmp.file("pts.dat") + " --format scatter-binary " + area);
+  ASSERT_EQ(r.status, 0) << r.out;
+  ScatterReadResult s = readBinaryScatter(tmp.file("pts.dat"));
+  ASSERT_TRUE(s.ok());
+  EXPECT_EQ(s.file.names, (std::vector<std::string>{"X", "Y", "Au"}));
+  EXPECT_EQ(s.file.at(1, 2), NULL_VALUE);
+
+  r = test::runCli("export table pts " + tmp.file("a.dat") +
+                   " --format scatter-ascii --nulls-empty " + area);
+  ASSERT_EQ(r.status, 0) << r.out;
+  EXPECT_EQ(test::readFile(tmp.file("a.dat")).rfind("#SRNTHSCATA#\r\nC_FROMBASE\r\n2\r\n", 0), 0u);
+
+  // The binary file comes back in by its magic, though its suffix says text.
+  r = test::runCli("import table " + tmp.file("pts.dat") + " --name back " + area);
+  ASSERT_EQ(r.status, 0) << r.out;
+  EXPECT_NE(r.out.find("3 rows"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("Au\tSINGLE"), std::string::npos) << r.out;
+
+  r = test::runCli("export table pts " + tmp.file("x.dat") + " --format scatter-zip " + area);
+  EXPECT_NE(r.status, 0);
+}
+
+}  // namespace
+}  // namespace sarnoth
