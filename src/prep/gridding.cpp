@@ -104,6 +104,55 @@ AxisExtentResult autoAxisExtent(Database& db, const std::string& table, const st
   return res;
 }
 
+FieldMaximumResult fieldMaximum(Database& db, const std::string& table, const std::string& field) {
+  FieldMaximumResult res;
+  try {
+    const std::string f = bracket(field);
+    Cursor c =
+        db.query("Select MAX(" + f + ") From " + bracket(table) + " Where " + f + " <> -1E+38");
+    if (c.next() && !c.isNull(0)) res.maximum = c.getFloat(0);
+  } catch (const StoreError& err) {
+    res.outcome = Outcome::failure(err.what());
+  }
+  return res;
+}
+
+AxisEdit editAxis(bool xAxis, AxisBox edited, const AxisBoxes& b) {
+  AxisEdit e;
+  if (!b.spacing) return e;
+  const float spacing = *b.spacing;
+  auto recompute = [&]() -> bool {
+    if (!b.low || !b.high) return false;
+    auto n = gridCount(*b.low, *b.high, spacing);
+    if (!n) return false;
+    e.count = *n;
+    e.just = static_cast<float>(*n - 1) * spacing + *b.low;
+    return true;
+  };
+  switch (edited) {
+    case AxisBox::Low:
+    case AxisBox::High:
+      if (spacing > 0)
+        recompute();
+      else
+        e.spacingMessage = true;
+      break;
+    case AxisBox::Spacing:
+      if (spacing > 0) {
+        if (!recompute()) return {};
+      } else if (!xAxis) {
+        e.spacingMessage = true;
+      }
+      if (xAxis) e.radius = 2.5f * spacing;
+      break;
+    case AxisBox::Count:
+      if (spacing > 0 && b.count && *b.count >= 2 && b.low)
+        e.just = adjustedBound(*b.low, spacing, *b.count);
+      break;
+  }
+  return e;
+}
+
 FieldChoice chooseGridFields(const std::vector<FieldDef>& fields) {
   FieldChoice fc;
   if (fields.size() < 3) {

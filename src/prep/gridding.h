@@ -143,6 +143,39 @@ struct FieldChoice {
 };
 FieldChoice chooseGridFields(const std::vector<FieldDef>& fields);
 
+// The largest non-null value of a field: "Select MAX(f) From t Where f <> -1E+38", proposed as
+// the cap of high values when a value field is chosen. Nothing when the field has no value;
+// the store's text when the query fails.
+struct FieldMaximumResult {
+  Outcome outcome;
+  std::optional<float> maximum;
+};
+FieldMaximumResult fieldMaximum(Database& db, const std::string& table, const std::string& field);
+
+// ---- geometry edits of the window
+// ----------------------------------------------------------------
+
+// The boxes of one axis in the geometry array: XLeft, XRight, DX, Columns (or YBottom, YTop, DY,
+// Rows). A box whose text is no number reads as nothing.
+enum class AxisBox { Low, High, Spacing, Count };
+struct AxisBoxes {
+  std::optional<float> low, high, spacing;
+  std::optional<int> count;
+};
+// What an edit rewrites. A failure of the computation rewrites nothing and says nothing.
+struct AxisEdit {
+  bool spacingMessage = false;  // show "网格距必需是大于 0 的数."
+  std::optional<int> count;     // Columns / Rows
+  std::optional<float> just;    // XJust / YJust
+  std::optional<float> radius;  // both search half-widths
+};
+// The rules of the window, x and y alike but for the spacing: an x spacing that is not above 0
+// passes silently and any readable x spacing sets both radii to 2.5 spacings; a y spacing that
+// is not above 0 gets the message and the radii stay. Low or high edits recompute the count
+// and the adjusted bound (message when the spacing is not above 0); a count edit of at least 2
+// rewrites the adjusted bound.
+AxisEdit editAxis(bool xAxis, AxisBox edited, const AxisBoxes& boxes);
+
 // ---- the run
 // -------------------------------------------------------------------------------------
 
