@@ -4,6 +4,7 @@
 
 #include "cli/cli.h"
 #include "workarea/file_text.h"
+#include "workarea/grid_file.h"
 #include "workarea/null_value.h"
 #include "workarea/palette.h"
 #include "workarea/scatter_file.h"
@@ -42,6 +43,15 @@ bool loadValues(const Args& a, std::vector<float>& values, std::string& error) {
     }
     return true;
   }
+  if (a.has("grid")) {
+    GridReadResult r = readGrid(a.get("grid"));
+    if (!r.ok()) {
+      error = r.error == GridError::BadMagic ? kMsgNotBinaryGrid : gridErrorDetail(r.error);
+      return false;
+    }
+    values = std::move(r.grid.nodes);
+    return true;
+  }
   std::string field = a.get("field");
   if (a.has("scatter")) {
     ScatterReadResult r = readScatter(a.get("scatter"));
@@ -78,7 +88,7 @@ bool loadValues(const Args& a, std::vector<float>& values, std::string& error) {
     }
     return true;
   }
-  error = "--values FILE | --scatter FILE --field F | --table T --field F";
+  error = "--grid FILE | --values FILE | --scatter FILE --field F | --table T --field F";
   return false;
 }
 
@@ -122,10 +132,11 @@ int runPalette(Args& a) {
     return failWith("--mode equal|log|variance|cumulative");
   std::vector<float> values;
   std::string error;
-  bool haveData = a.has("values") || a.has("scatter") || a.has("table");
+  bool haveData = a.has("grid") || a.has("values") || a.has("scatter") || a.has("table");
   if (haveData && !loadValues(a, values, error)) return failWith(error);
   if (needsData && !haveData)
-    return failWith(mode + ": --values FILE | --scatter FILE --field F | --table T --field F");
+    return failWith(
+        mode + ": --grid FILE | --values FILE | --scatter FILE --field F | --table T --field F");
 
   // The range defaults to that of the valid values, as the panel defaults it from the grid.
   float lo = 1e38f, hi = -1e38f;
@@ -170,7 +181,8 @@ int runPalette(Args& a) {
 CommandRegistrar regPalette{
     {"palette", "colour scales: grade levels by the four rules, show a *.pal file",
      "usage: sarnoth-cli palette grade --mode equal|log|variance|cumulative --interval P\n"
-     "                   [--min A --max B] [--values FILE | --scatter FILE --field F |\n"
+     "                   [--min A --max B] [--grid FILE | --values FILE | --scatter FILE --field F "
+     "|\n"
      "                    --table T --field F [--workarea DIR]] [--decimals 1..4]\n"
      "                   [--ramp datdefcolr.pal] [--colours syscolor.tbl] [--back N]\n"
      "                   [--save OUT.pal]\n"

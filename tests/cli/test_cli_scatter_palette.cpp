@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "test_support.h"
+#include "workarea/grid_file.h"
 
 namespace sarnoth {
 namespace {
@@ -41,6 +42,19 @@ TEST_F(CliScatterTest, ConvertsBetweenFormsAndGradesWithTheShippedRamp) {
   EXPECT_NE(g.out.find("0\t4.0\t260\t#"), std::string::npos) << g.out;
   EXPECT_NE(g.out.find("2\t12.0\t"), std::string::npos) << g.out;
   EXPECT_NE(test::readFile(p("g.pal")).find("3\r\n4.0,260\r\n8.0,"), std::string::npos);
+
+  // The nodes of a grid, nulls left out of the range.
+  GridHeader h;
+  h.nx = 2;
+  h.ny = 2;
+  std::vector<float> nodes{1, 5, NULL_VALUE, 9};
+  recomputeGridStats(h, nodes);
+  ASSERT_TRUE(writeGrid(p("g.grd"), kGridMagicB, "t", h, nodes));
+  test::CliResult fromGrid =
+      test::runCli("palette grade --mode equal --interval 4 --decimals 0 --grid " + p("g.grd"));
+  ASSERT_EQ(fromGrid.status, 0) << fromGrid.out;
+  EXPECT_NE(fromGrid.out.find("MIN: 1"), std::string::npos) << fromGrid.out;
+  EXPECT_NE(fromGrid.out.find("1	9	"), std::string::npos) << fromGrid.out;
 
   test::CliResult refused =
       test::runCli("palette grade --mode log --min 1 --max 1000 --interval 0");
