@@ -11,24 +11,6 @@
 namespace sarnoth {
 namespace {
 
-float floatAt(const char* p) {
-  float f;
-  std::memcpy(&f, p, sizeof f);
-  return f;
-}
-
-std::int32_t int32At(const char* p) {
-  std::int32_t v;
-  std::memcpy(&v, p, sizeof v);
-  return v;
-}
-
-std::int16_t int16At(const char* p) {
-  std::int16_t v;
-  std::memcpy(&v, p, sizeof v);
-  return v;
-}
-
 // Numbers as the system prints a single: up to seven significant digits, no exponent for
 // ordinary magnitudes.
 std::string number(double v) {
@@ -44,37 +26,24 @@ bool isBinaryGridMagic(const std::string& magic) {
 }
 
 GridHeadResult readBinaryGridHead(const std::string& path) {
+  GridReadResult g = readGridHeader(path);
   GridHeadResult r;
-  std::ifstream f(resolvePath(path), std::ios::binary);
-  if (!f) return r;
-  char head[kGridHeadBytes];
-  f.read(head, sizeof head);
-  std::size_t got = static_cast<std::size_t>(f.gcount());
-  r.header.magic.assign(head, got < 12 ? got : 12);
-  if (!isBinaryGridMagic(r.header.magic)) {  // also a file shorter than its magic
-    r.status = GridHeadStatus::BadMagic;
-    return r;
+  r.header = std::move(g.grid.header);
+  switch (g.error) {
+    case GridError::None:
+    case GridError::BadHeader:  // the picker shows any head as it stands
+      r.status = GridHeadStatus::Ok;
+      break;
+    case GridError::BadMagic:
+      r.status = GridHeadStatus::BadMagic;
+      break;
+    case GridError::Truncated:
+      r.status = GridHeadStatus::Truncated;
+      break;
+    default:
+      r.status = GridHeadStatus::OpenFailed;
+      break;
   }
-  if (got < kGridHeadBytes) {
-    r.status = GridHeadStatus::Truncated;
-    return r;
-  }
-  const char* h = head + 32;
-  GridHeader& g = r.header;
-  g.method = readGbkField(std::string_view(head + 12, 20));
-  g.x0 = floatAt(h);
-  g.y0 = floatAt(h + 4);
-  g.angle = floatAt(h + 8);
-  g.note = readGbkField(std::string_view(h + 12, 28));
-  g.nx = int16At(h + 40);
-  g.ny = int16At(h + 42);
-  g.dx = floatAt(h + 44);
-  g.dy = floatAt(h + 48);
-  g.nullValue = floatAt(h + 52);
-  g.zMin = floatAt(h + 56);
-  g.zMax = floatAt(h + 60);
-  g.validCount = int32At(h + 64);
-  r.status = GridHeadStatus::Ok;
   return r;
 }
 
