@@ -21,3 +21,14 @@ set -x
 "$CLI" tables fields 水系沉积物测量
 "$CLI" tables show 水系沉积物测量 --limit 5
 "$CLI" sql "Select [地层], Count([Au]) As N, Avg([Au]) As AuMean, StDev([Au]) As AuSd, Max([Cu]) As CuMax From [水系沉积物测量] Where [Au] <> -1E+38 Group By [地层]"
+"$CLI" gridding --table 水系沉积物测量 --value Au --method idw --dx 200 --dy 200 --radius 1000 -o Au_idw
+"$CLI" gridding --table 水系沉积物测量 --value Cu --method kriging --dx 400 --dy 400 -o Cu_krig
+"$CLI" gridding --table 布格重力异常 --value 布格异常 --method mean --dx 250 --dy 250 --radius 1500 -o Bouguer
+"$CLI" grid info "$AREA/Grid_dat/Au_idw.grd"
+"$CLI" render grid "$AREA/Grid_dat/Au_idw.grd" --mode graded --levels 16 --width 800 --colour-bar -o "$AREA/temp/map/Au_idw.png"
+"$CLI" render grid "$AREA/Grid_dat/Bouguer.grd" --mode relief --width 800 --colour-bar -o "$AREA/temp/map/Bouguer.png"
+"$CLI" grid2table Au_idw --name 金网格
+"$CLI" export table 金网格 "$AREA/temp/Au_idw.csv"
+set +x
+echo
+echo "Maps: $AREA/temp/map/Au_idw.png and $AREA/temp/map/Bouguer.png"

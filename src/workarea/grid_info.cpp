@@ -15,7 +15,7 @@ namespace {
 // ordinary magnitudes.
 std::string number(double v) {
   char buf[64];
-  std::snprintf(buf, sizeof buf, "%.7g", v);
+  std::snprintf(buf, sizeof buf, "%.7G", v);
   return buf;
 }
 

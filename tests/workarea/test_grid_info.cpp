@@ -49,7 +49,7 @@ TEST(GridInfo, ReadsTheHeadOfAnyGenerationsBinaryGrid) {
   const std::string text = gridInfoText(r.header);
   EXPECT_NE(text.find("  左下角横坐标: 1000.5\r\n"), std::string::npos);
   EXPECT_NE(text.find("  横向网格距:   2.5\r\n"), std::string::npos);
-  EXPECT_NE(text.find("  特征值:       -1e+38\r\n"), std::string::npos);
+  EXPECT_NE(text.find("  特征值:       -1E+38\r\n"), std::string::npos);
   EXPECT_NE(text.find("  最小值:       -3\r\n"), std::string::npos);
   EXPECT_EQ(text.substr(text.size() - 39), "-------------------------------------\r\n");
 }
