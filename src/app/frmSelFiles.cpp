@@ -56,26 +56,10 @@ frmSelFiles::frmSelFiles(QWidget* parent) : QDialog(parent) {
   flstGridFiles->setObjectName("flstGridFiles");
   txtFile = new QLineEdit(this);
   txtFile->setObjectName("txtFile");
-  btnSure = new QPushButton(QString::fromUtf8("确定(&S)"), this);
-  btnSure->setObjectName("btnSure");
-  btnCancel = new QPushButton(QString::fromUtf8("取消(&C)"), this);
-  btnCancel->setObjectName("btnCancel");
-  btnDInfo = new QPushButton(QString::fromUtf8("数据信息(&I)"), this);
-  btnDInfo->setObjectName("btnDInfo");
-  btnSure->setAutoDefault(false);
-  btnCancel->setAutoDefault(false);
-  btnDInfo->setAutoDefault(false);
-
-  auto* buttons = new QHBoxLayout;
-  buttons->addWidget(btnDInfo);
-  buttons->addStretch(1);
-  buttons->addWidget(btnSure);
-  buttons->addWidget(btnCancel);
-  auto* layout = new QVBoxLayout(this);
-  layout->addWidget(flstGridFiles, 1);
-  layout->addWidget(txtFile);
-  layout->addLayout(buttons);
-  resize(360, 320);
+  btnSure = pickerButton(this, "btnSure", "确定(&S)");
+  btnCancel = pickerButton(this, "btnCancel", "取消(&C)");
+  btnDInfo = pickerButton(this, "btnDInfo", "数据信息(&I)");
+  layOutPicker(this, flstGridFiles, txtFile, btnDInfo, {btnSure, btnCancel}, 360, 320);
 
   connect(btnSure, &QPushButton::clicked, this, &frmSelFiles::btnSure_Click);
   connect(btnCancel, &QPushButton::clicked, this, &frmSelFiles::btnCancel_Click);

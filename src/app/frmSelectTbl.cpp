@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "app/messages.h"
+#include "app/picker_common.h"
 #include "workarea/path_resolver.h"
 #include "workarea/session.h"
 #include "workarea/work_area.h"
@@ -53,20 +54,9 @@ frmSelectTbl::frmSelectTbl(QWidget* parent) : QDialog(parent) {
   setWindowTitle(QString::fromUtf8("数据表"));
   lstTbls = new QListWidget(this);
   lstTbls->setObjectName("lstTbls");
-  btnSure = new QPushButton(QString::fromUtf8("选择(&S)"), this);
-  btnSure->setObjectName("btnSure");
-  btnCancel = new QPushButton(QString::fromUtf8("取消(&C)"), this);
-  btnCancel->setObjectName("btnCancel");
-  btnSure->setAutoDefault(false);
-  btnCancel->setAutoDefault(false);
-  auto* buttons = new QHBoxLayout;
-  buttons->addStretch(1);
-  buttons->addWidget(btnSure);
-  buttons->addWidget(btnCancel);
-  auto* layout = new QVBoxLayout(this);
-  layout->addWidget(lstTbls, 1);
-  layout->addLayout(buttons);
-  resize(320, 360);
+  btnSure = pickerButton(this, "btnSure", "选择(&S)");
+  btnCancel = pickerButton(this, "btnCancel", "取消(&C)");
+  layOutPicker(this, lstTbls, nullptr, nullptr, {btnSure, btnCancel}, 320, 360);
   connect(btnSure, &QPushButton::clicked, this, &frmSelectTbl::btnSure_Click);
   connect(btnCancel, &QPushButton::clicked, this, &frmSelectTbl::btnCancel_Click);
 }

@@ -1,8 +1,13 @@
 #include "app/picker_common.h"
 
+#include <QDialog>
 #include <QDir>
+#include <QHBoxLayout>
+#include <QLineEdit>
 #include <QListWidget>
+#include <QPushButton>
 #include <QRegularExpression>
+#include <QVBoxLayout>
 #include <algorithm>
 
 #include "workarea/path_resolver.h"
@@ -54,6 +59,26 @@ void fillList(QListWidget* list, const QStringList& names) {
 
 std::string existingFileQuestion(const QString& name) {
   return "数据文件 " + name.toStdString() + " 已经存在, 要覆盖吗?";
+}
+
+QPushButton* pickerButton(QWidget* parent, const char* name, const char* caption) {
+  auto* b = new QPushButton(QString::fromUtf8(caption), parent);
+  b->setObjectName(name);
+  b->setAutoDefault(false);
+  return b;
+}
+
+void layOutPicker(QDialog* dialog, QListWidget* list, QLineEdit* nameBox, QPushButton* left,
+                  std::initializer_list<QPushButton*> right, int width, int height) {
+  auto* buttons = new QHBoxLayout;
+  if (left) buttons->addWidget(left);
+  buttons->addStretch(1);
+  for (QPushButton* b : right) buttons->addWidget(b);
+  auto* layout = new QVBoxLayout(dialog);
+  layout->addWidget(list, 1);
+  if (nameBox) layout->addWidget(nameBox);
+  layout->addLayout(buttons);
+  dialog->resize(width, height);
 }
 
 }  // namespace sarnoth::gui

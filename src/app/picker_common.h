@@ -4,10 +4,15 @@
 
 #include <QString>
 #include <QStringList>
+#include <initializer_list>
 #include <optional>
 #include <string>
 
+class QDialog;
+class QLineEdit;
 class QListWidget;
+class QPushButton;
+class QWidget;
 
 namespace sarnoth::gui {
 
@@ -28,5 +33,13 @@ void fillList(QListWidget* list, const QStringList& names);
 
 // The question for a name that exists already.
 std::string existingFileQuestion(const QString& name);
+
+// A push button under its system name that never acts as the dialog's default button.
+QPushButton* pickerButton(QWidget* parent, const char* name, const char* caption);
+
+// The pickers' layout: the list, the name box under it (when there is one), and a row of
+// buttons: `left` on its own at the left (when given), `right` at the right in order.
+void layOutPicker(QDialog* dialog, QListWidget* list, QLineEdit* nameBox, QPushButton* left,
+                  std::initializer_list<QPushButton*> right, int width, int height);
 
 }  // namespace sarnoth::gui

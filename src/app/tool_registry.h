@@ -50,6 +50,22 @@ struct MenuCommandRegistrar {
   }
 };
 
+// The factory of a window that fills itself on opening (its load() lists tables and the like) and
+// does not open when that fails, the failure having been shown by load() itself:
+//
+//   static sarnoth::gui::ToolWindowRegistrar reg{"frmSQLProcess", loadingWindow<frmSQLProcess>()};
+template <typename Window>
+ToolWindowFactory loadingWindow() {
+  return [](QWidget* parent, int) -> QWidget* {
+    auto* w = new Window(parent);
+    if (!w->load()) {
+      delete w;
+      return nullptr;
+    }
+    return w;
+  };
+}
+
 // The text shown for a command whose tool has not landed: caption without its accelerator.
 std::string notYetAvailableText(const std::string& caption);
 

@@ -134,13 +134,6 @@ void frmClearTableM::btnCompact_Click() {
   if (db_.isOpen()) refresh();
 }
 
-static ToolWindowRegistrar reg{"frmClearTableM", [](QWidget* parent, int) -> QWidget* {
-                                 auto* w = new frmClearTableM(parent);
-                                 if (!w->load()) {
-                                   delete w;
-                                   return nullptr;
-                                 }
-                                 return w;
-                               }};
+static ToolWindowRegistrar reg{"frmClearTableM", loadingWindow<frmClearTableM>()};
 
 }  // namespace sarnoth::gui

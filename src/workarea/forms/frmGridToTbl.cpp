@@ -130,13 +130,6 @@ void frmGridToTbl::btnApply_Click() {
   if (!o.message.empty()) notify(this, o.message);
 }
 
-static ToolWindowRegistrar reg{"frmGridToTbl", [](QWidget* parent, int) -> QWidget* {
-                                 auto* w = new frmGridToTbl(parent);
-                                 if (!w->load()) {
-                                   delete w;
-                                   return nullptr;
-                                 }
-                                 return w;
-                               }};
+static ToolWindowRegistrar reg{"frmGridToTbl", loadingWindow<frmGridToTbl>()};
 
 }  // namespace sarnoth::gui

@@ -305,13 +305,6 @@ void frmOutTblToWorkBase::btnApply_Click() {
   if (!o.message.empty()) notify(this, o.message);
 }
 
-static ToolWindowRegistrar reg{"frmOutTblToWorkBase", [](QWidget* parent, int) -> QWidget* {
-                                 auto* w = new frmOutTblToWorkBase(parent);
-                                 if (!w->load()) {
-                                   delete w;
-                                   return nullptr;
-                                 }
-                                 return w;
-                               }};
+static ToolWindowRegistrar reg{"frmOutTblToWorkBase", loadingWindow<frmOutTblToWorkBase>()};
 
 }  // namespace sarnoth::gui

@@ -165,13 +165,6 @@ void frmSQLProcess::btnSave_Click() {
   if (o) listTables();
 }
 
-static ToolWindowRegistrar reg{"frmSQLProcess", [](QWidget* parent, int) -> QWidget* {
-                                 auto* w = new frmSQLProcess(parent);
-                                 if (!w->load()) {
-                                   delete w;
-                                   return nullptr;
-                                 }
-                                 return w;
-                               }};
+static ToolWindowRegistrar reg{"frmSQLProcess", loadingWindow<frmSQLProcess>()};
 
 }  // namespace sarnoth::gui

@@ -174,13 +174,6 @@ void frmSaveDataTo::btnApply_Click() {
   notify(this, "数据表 " + table + " 已转出 " + std::to_string(rows) + " 条记录: " + path);
 }
 
-static ToolWindowRegistrar reg{"frmSaveDataTo", [](QWidget* parent, int) -> QWidget* {
-                                 auto* w = new frmSaveDataTo(parent);
-                                 if (!w->load()) {
-                                   delete w;
-                                   return nullptr;
-                                 }
-                                 return w;
-                               }};
+static ToolWindowRegistrar reg{"frmSaveDataTo", loadingWindow<frmSaveDataTo>()};
 
 }  // namespace sarnoth::gui
