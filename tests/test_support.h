@@ -45,6 +45,18 @@ inline std::string readFile(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(f), {});
 }
 
+// For tests of file readers and writers: files by name in a scratch directory of their own.
+class ScratchFiles {
+ protected:
+  std::string path(const std::string& name) const { return tmp_.file(name); }
+  void put(const std::string& name, const std::string& bytes) const {
+    writeFile(path(name), bytes);
+  }
+  std::string get(const std::string& name) const { return readFile(path(name)); }
+
+  TempDir tmp_;
+};
+
 // ../shared/data beside the project, or "" when it is absent.
 inline std::string sharedData(const std::string& rel) {
   std::filesystem::path p =

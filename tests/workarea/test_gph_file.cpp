@@ -12,16 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class GphFileTest : public ::testing::Test {
- protected:
-  std::string path(const std::string& name) const { return tmp_.file(name); }
-  void put(const std::string& name, const std::string& bytes) const {
-    test::writeFile(path(name), bytes);
-  }
-  std::string get(const std::string& name) const { return test::readFile(path(name)); }
-
-  test::TempDir tmp_;
-};
+class GphFileTest : public ::testing::Test, public test::ScratchFiles {};
 
 TEST_F(GphFileTest, ReadsEveryElementKindAndCarriesExtraItems) {
   put("a.gph",

@@ -15,16 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class ScatterFileTest : public ::testing::Test {
- protected:
-  std::string path(const std::string& name) const { return tmp_.file(name); }
-  void put(const std::string& name, const std::string& bytes) const {
-    test::writeFile(path(name), bytes);
-  }
-  std::string get(const std::string& name) const { return test::readFile(path(name)); }
-
-  test::TempDir tmp_;
-};
+class ScatterFileTest : public ::testing::Test, public test::ScratchFiles {};
 
 template <typename T>
 void append(std::string& b, T v) {
