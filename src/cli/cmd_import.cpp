@@ -3,11 +3,11 @@
 #include <iostream>
 
 #include "cli/cli.h"
-#include "workarea/data_convert.h"
+#include "datatools/data_convert.h"
 #include "workarea/grid_convert.h"
-#include "workarea/grid_to_table.h"
+#include "datatools/grid_to_table.h"
 #include "workarea/session.h"
-#include "workarea/table_import.h"
+#include "datatools/table_import.h"
 #include "workarea/work_area.h"
 
 namespace sarnoth::cli {

@@ -4,7 +4,7 @@
 #include <iostream>
 
 #include "cli/cli.h"
-#include "workarea/data_tools.h"
+#include "datatools/data_tools.h"
 #include "workarea/demo_area.h"
 #include "workarea/null_value.h"
 #include "workarea/session.h"

@@ -1,4 +1,4 @@
-#include "workarea/data_convert.h"
+#include "datatools/data_convert.h"
 
 #include <cpl_conv.h>
 #include <cpl_string.h>

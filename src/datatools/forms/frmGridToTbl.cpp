@@ -1,4 +1,4 @@
-#include "workarea/forms/frmGridToTbl.h"
+#include "datatools/forms/frmGridToTbl.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -14,9 +14,9 @@
 #include "app/messages.h"
 #include "app/picker_common.h"
 #include "app/tool_registry.h"
-#include "workarea/forms/data_form_support.h"
+#include "datatools/forms/data_form_support.h"
 #include "workarea/grid_file.h"
-#include "workarea/grid_to_table.h"
+#include "datatools/grid_to_table.h"
 #include "workarea/session.h"
 
 namespace sarnoth::gui {

@@ -1,4 +1,4 @@
-#include "workarea/forms/frmSaveDataTo.h"
+#include "datatools/forms/frmSaveDataTo.h"
 
 #include <QComboBox>
 #include <QFormLayout>
@@ -14,7 +14,7 @@
 
 #include "app/messages.h"
 #include "app/tool_registry.h"
-#include "workarea/forms/data_form_support.h"
+#include "datatools/forms/data_form_support.h"
 #include "workarea/session.h"
 #include "workarea/work_area.h"
 

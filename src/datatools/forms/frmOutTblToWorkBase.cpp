@@ -1,4 +1,4 @@
-#include "workarea/forms/frmOutTblToWorkBase.h"
+#include "datatools/forms/frmOutTblToWorkBase.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -17,8 +17,8 @@
 #include "app/frmSelectTbl.h"
 #include "app/messages.h"
 #include "app/tool_registry.h"
-#include "workarea/data_convert.h"
-#include "workarea/forms/data_form_support.h"
+#include "datatools/data_convert.h"
+#include "datatools/forms/data_form_support.h"
 #include "workarea/session.h"
 
 namespace sarnoth::gui {

@@ -6,7 +6,7 @@
 
 #include "test_support.h"
 #include "workarea/null_value.h"
-#include "workarea/table_import.h"
+#include "datatools/table_import.h"
 #include "workarea/text_codec.h"
 #include "workarea/work_area.h"
 

@@ -9,7 +9,7 @@
 #include <QDialog>
 #include <vector>
 
-#include "workarea/data_convert.h"
+#include "datatools/data_convert.h"
 
 class QCheckBox;
 class QComboBox;

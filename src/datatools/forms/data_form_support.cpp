@@ -1,4 +1,4 @@
-#include "workarea/forms/data_form_support.h"
+#include "datatools/forms/data_form_support.h"
 
 #include <QApplication>
 #include <QFileDialog>

@@ -6,7 +6,7 @@
 
 #include <QDialog>
 
-#include "workarea/data_convert.h"
+#include "datatools/data_convert.h"
 #include "workarea/table_store.h"
 
 class QComboBox;

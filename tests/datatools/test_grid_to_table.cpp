@@ -5,7 +5,7 @@
 
 #include "test_support.h"
 #include "workarea/grid_convert.h"
-#include "workarea/grid_to_table.h"
+#include "datatools/grid_to_table.h"
 #include "workarea/null_value.h"
 #include "workarea/work_area.h"
 

@@ -1,4 +1,4 @@
-#include "workarea/grid_to_table.h"
+#include "datatools/grid_to_table.h"
 
 #include <cmath>
 #include <filesystem>

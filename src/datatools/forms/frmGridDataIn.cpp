@@ -1,4 +1,4 @@
-#include "workarea/forms/frmGridDataIn.h"
+#include "datatools/forms/frmGridDataIn.h"
 
 #include <QComboBox>
 #include <QFormLayout>
@@ -13,7 +13,7 @@
 
 #include "app/messages.h"
 #include "app/tool_registry.h"
-#include "workarea/forms/data_form_support.h"
+#include "datatools/forms/data_form_support.h"
 #include "workarea/grid_convert.h"
 #include "workarea/grid_info.h"
 #include "workarea/session.h"

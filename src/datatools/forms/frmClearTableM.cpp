@@ -1,4 +1,4 @@
-#include "workarea/forms/frmClearTableM.h"
+#include "datatools/forms/frmClearTableM.h"
 
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -11,8 +11,8 @@
 
 #include "app/messages.h"
 #include "app/tool_registry.h"
-#include "workarea/data_tools.h"
-#include "workarea/forms/data_form_support.h"
+#include "datatools/data_tools.h"
+#include "datatools/forms/data_form_support.h"
 #include "workarea/session.h"
 #include "workarea/work_area.h"
 

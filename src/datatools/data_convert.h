@@ -31,7 +31,7 @@
 #include "workarea/interaction.h"
 #include "workarea/progress.h"
 #include "workarea/scatter_file.h"
-#include "workarea/table_import.h"
+#include "datatools/table_import.h"
 #include "workarea/table_store.h"
 
 namespace sarnoth {

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "test_support.h"
-#include "workarea/data_tools.h"
+#include "datatools/data_tools.h"
 #include "workarea/work_area.h"
 
 namespace sarnoth {

@@ -1,4 +1,4 @@
-#include "workarea/table_import.h"
+#include "datatools/table_import.h"
 
 #include <cpl_conv.h>
 #include <cpl_string.h>

@@ -1,4 +1,4 @@
-#include "workarea/data_tools.h"
+#include "datatools/data_tools.h"
 
 #include <sqlite3.h>
 

@@ -1,4 +1,4 @@
-#include "workarea/forms/frmSQLProcess.h"
+#include "datatools/forms/frmSQLProcess.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -12,9 +12,9 @@
 
 #include "app/messages.h"
 #include "app/tool_registry.h"
-#include "workarea/data_tools.h"
-#include "workarea/forms/data_form_support.h"
-#include "workarea/table_import.h"
+#include "datatools/data_tools.h"
+#include "datatools/forms/data_form_support.h"
+#include "datatools/table_import.h"
 #include "workarea/work_area.h"
 
 namespace sarnoth::gui {

@@ -1,4 +1,4 @@
-#include "workarea/forms/frmFormatConvert.h"
+#include "datatools/forms/frmFormatConvert.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -13,7 +13,7 @@
 
 #include "app/messages.h"
 #include "app/tool_registry.h"
-#include "workarea/forms/data_form_support.h"
+#include "datatools/forms/data_form_support.h"
 
 namespace sarnoth::gui {
 namespace {

@@ -7,7 +7,7 @@
 #include <filesystem>
 
 #include "test_support.h"
-#include "workarea/data_convert.h"
+#include "datatools/data_convert.h"
 #include "workarea/grid_file.h"
 #include "workarea/work_area.h"
 

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "workarea/table_import.h"
+#include "datatools/table_import.h"
 #include "workarea/table_store.h"
 
 class QCheckBox;
