@@ -32,9 +32,8 @@ const char* scaleWord(bool logScale) { return logScale ? "对数" : "原值"; }
 
 const std::array<const char*, kAnomalyMethodCount>& anomalyMethodCaptions() {
   static const std::array<const char*, kAnomalyMethodCount> k{
-      "数据平均值与标准差",         "剔除异点的正态分布异常下限",
-      "剔除异点的对数正态分布异常下限", "百分比确定异常下限",
-      "中位数加2倍中位数绝对偏差异常下限", "箱线图内限异常下限",
+      "数据平均值与标准差", "剔除异点的正态分布异常下限",        "剔除异点的对数正态分布异常下限",
+      "百分比确定异常下限", "中位数加2倍中位数绝对偏差异常下限", "箱线图内限异常下限",
       "98%分位数异常下限"};
   return k;
 }
@@ -197,11 +196,11 @@ std::string anomalyReportRow(AnomalyMethod m, const AnomalyRow& r) {
            padLeft(fixed3(r.percent[5]), 12) + padLeft(fixed3(r.percent[0]), 10);
       break;
     case AnomalyMethod::MedianMad:
-      s += padLeft(scaleWord(r.robust.logScale), 6) + padLeft(fixed3(r.robust.centre), 12) +
+      s += padLeft(scaleWord(r.robust.logScale), 4) + padLeft(fixed3(r.robust.centre), 12) +
            padLeft(fixed3(r.robust.spread), 12) + padLeft(fixed3(r.robust.threshold), 12);
       break;
     case AnomalyMethod::BoxplotFence:
-      s += padLeft(scaleWord(r.robust.logScale), 6) + padLeft(fixed3(r.robust.q1), 12) +
+      s += padLeft(scaleWord(r.robust.logScale), 4) + padLeft(fixed3(r.robust.q1), 12) +
            padLeft(fixed3(r.robust.q3), 12) + padLeft(fixed3(r.robust.threshold), 12);
       break;
     case AnomalyMethod::Percentile98:
@@ -234,9 +233,8 @@ AnomalyRunResult runAnomaly(Database& db, const AnomalyJob& job, Progress& progr
       progress.setValue(static_cast<std::int64_t>(i));
       if (!progress.pump()) break;
       const bool positive = job.method == AnomalyMethod::LogNormal;
-      AnomalyRow row =
-          anomalyRow(job.elements[i],
-                     readElementValues(db, job.table, job.elements[i], positive), job);
+      AnomalyRow row = anomalyRow(job.elements[i],
+                                  readElementValues(db, job.table, job.elements[i], positive), job);
       res.report += anomalyReportRow(job.method, row) + "\n";
       res.rows.push_back(std::move(row));
     }

@@ -107,8 +107,7 @@ std::string anomalyReportRow(AnomalyMethod m, const AnomalyRow& row);
 
 // Checks the job (an element chosen, parameters finite, k and m as the method needs), reads each
 // element and builds rows and report. Failures carry the system's text.
-AnomalyRunResult runAnomaly(Database& db, const AnomalyJob& job,
-                            Progress& progress = noProgress());
+AnomalyRunResult runAnomaly(Database& db, const AnomalyJob& job, Progress& progress = noProgress());
 
 // --- report text helpers (shared with the fractal report) ----------------------------------------
 

@@ -96,7 +96,7 @@ std::string num(double v) {
 
 const std::array<const char*, kFractalMethodCount>& fractalMethodCaptions() {
   static const std::array<const char*, kFractalMethodCount> k{
-      "含量与数据个数分维值",   "含量与总量数分维值",   "盒子法剖面曲线分维值",
+      "含量与数据个数分维值", "含量与总量数分维值",   "盒子法剖面曲线分维值",
       "三角法剖面曲线分维值", "盒子法二维数据分维值", "三角棱锥法二维数据分维值"};
   return k;
 }
@@ -149,8 +149,8 @@ std::string fractalGridPath(const std::string& workPath, const std::string& grid
 
 std::string fractalReport(FractalMethod m, const std::string& source, const std::vector<float>& x,
                           const std::vector<float>& y, std::int32_t slots) {
-  std::string s = std::string(kFractalReportTitle) + "\n" + source + "\n\n" +
-                  fractalSeriesHeader(m) + "\n";
+  std::string s =
+      std::string(kFractalReportTitle) + "\n" + source + "\n\n" + fractalSeriesHeader(m) + "\n";
   for (std::int32_t i = 0; i + 2 < slots; ++i)
     s += "  " + floatText(x[static_cast<std::size_t>(i)]) + "     " +
          floatText(y[static_cast<std::size_t>(i)]) + "\n";
@@ -178,8 +178,7 @@ FractalRunResult runFractal(Database& db, const std::string& workPath, const Fra
       std::vector<float> v = readElementValues(db, job.table, job.element, false);
       const auto count = static_cast<std::int32_t>(v.size());
       r.source = job.element;
-      if (job.method == FractalMethod::ContentNumber ||
-          job.method == FractalMethod::ContentTotal) {
+      if (job.method == FractalMethod::ContentNumber || job.method == FractalMethod::ContentTotal) {
         r.slots = job.grades + 2;
         r.x.assign(static_cast<std::size_t>(r.slots) + 1, 0.0f);
         r.y.assign(r.x.size(), 0.0f);
@@ -270,9 +269,11 @@ double plotToPictureY(const FractalPlot& p, const PlotFrame& f, double v) {
 std::string fractalPlotSvg(const FractalPlot& p, int width, int height) {
   const PlotFrame f = plotFrame(width, height);
   const double bottom = f.top + f.height, right = f.left + f.width;
-  std::string s = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" +
-                  std::to_string(width) + "\" height=\"" + std::to_string(height) +
-                  "\" font-family=\"sans-serif\" font-size=\"11\">\n";
+  std::string s =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" "
+      "width=\"" +
+      std::to_string(width) + "\" height=\"" + std::to_string(height) +
+      "\" font-family=\"sans-serif\" font-size=\"11\">\n";
   s += "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n";
   s += "<path d=\"M" + num(f.left) + " " + num(f.top) + "V" + num(bottom) + "H" + num(right) +
        "\" fill=\"none\" stroke=\"black\"/>\n";

@@ -37,8 +37,7 @@
 namespace sarnoth {
 
 inline constexpr const char* kFractalReportTitle = "     ----- 分形分维处理结果 ------";
-inline constexpr const char* kMsgNoFractalFit =
-    "有效数据太少或数据值全部相同，不能拟合分维值。";
+inline constexpr const char* kMsgNoFractalFit = "有效数据太少或数据值全部相同，不能拟合分维值。";
 inline constexpr const char* kMsgNotFractalGrid = "非Sarnoth二进制网格数据.";
 inline constexpr const char* kMsgGridReadFailed = "读网格数据文件错误: ";
 
@@ -71,10 +70,10 @@ struct FractalJob {
 
 struct FractalRunResult {
   Outcome outcome;
-  std::string source;        // the element or the grid file's name, as the report names it
-  std::vector<float> x, y;   // the slot arrays as the call filled them
-  std::int32_t slots = 0;    // n: points in 0 … n−3, fit in n−2 and n−1
-  std::string report;        // the rich-text box text
+  std::string source;       // the element or the grid file's name, as the report names it
+  std::vector<float> x, y;  // the slot arrays as the call filled them
+  std::int32_t slots = 0;   // n: points in 0 … n−3, fit in n−2 and n−1
+  std::string report;       // the rich-text box text
   std::vector<float> seriesX() const;
   std::vector<float> seriesY() const;
 };
@@ -104,7 +103,7 @@ struct PlotAxis {
 
 struct FractalPlot {
   PlotAxis x, y;
-  std::vector<double> px, py;      // the drawable points in axis units, in series order
+  std::vector<double> px, py;         // the drawable points in axis units, in series order
   std::vector<float> valueX, valueY;  // the same points' values, for the hover read-out
 };
 

@@ -71,10 +71,10 @@ constexpr char16_t kCp1252High[32] = {
 
 // Destinations whose text is not the document's body.
 bool skippedDestination(const std::string& word) {
-  static const char* k[] = {"fonttbl", "colortbl", "stylesheet", "info",     "pict",
-                            "header",  "footer",   "headerl",    "headerr",  "footerl",
-                            "footerr", "object",   "listtable",  "xmlnstbl", "filetbl",
-                            "rsidtbl", "generator", "themedata", "datastore", "latentstyles"};
+  static const char* k[] = {"fonttbl", "colortbl",  "stylesheet", "info",      "pict",
+                            "header",  "footer",    "headerl",    "headerr",   "footerl",
+                            "footerr", "object",    "listtable",  "xmlnstbl",  "filetbl",
+                            "rsidtbl", "generator", "themedata",  "datastore", "latentstyles"};
   for (const char* w : k)
     if (word == w) return true;
   return false;
@@ -115,8 +115,8 @@ class RtfReader {
         st = stack.back();
         stack.pop_back();
         ++i;
-        if (stack.empty()) return i == s_.size() || onlyBlanksAfter(i) ? std::optional(out_)
-                                                                      : std::nullopt;
+        if (stack.empty())
+          return i == s_.size() || onlyBlanksAfter(i) ? std::optional(out_) : std::nullopt;
         continue;
       }
       if (c == '\\') {
