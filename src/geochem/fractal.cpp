@@ -69,29 +69,6 @@ PlotAxis linearAxis(double lo, double hi, const std::string& caption) {
   return a;
 }
 
-std::string xmlEscape(const std::string& s) {
-  std::string o;
-  for (char c : s) {
-    if (c == '&')
-      o += "&amp;";
-    else if (c == '<')
-      o += "&lt;";
-    else if (c == '>')
-      o += "&gt;";
-    else if (c == '"')
-      o += "&quot;";
-    else
-      o += c;
-  }
-  return o;
-}
-
-std::string num(double v) {
-  char b[32];
-  std::snprintf(b, sizeof b, "%.2f", v);
-  return b;
-}
-
 }  // namespace
 
 const std::array<const char*, kFractalMethodCount>& fractalMethodCaptions() {
@@ -256,55 +233,45 @@ FractalPlot buildFractalPlot(const std::vector<float>& x, const std::vector<floa
   return p;
 }
 
-PlotFrame plotFrame(double w, double h) { return {w / 8, h / 8, w * 6 / 8, h * 6 / 8}; }
+namespace {
 
-double plotToPictureX(const FractalPlot& p, const PlotFrame& f, double v) {
-  return f.left + f.width * (v - p.x.lower) / (p.x.upper - p.x.lower);
+chart::Axis chartAxis(const PlotAxis& a) {
+  chart::Axis c;
+  c.label = a.caption;
+  c.scale = a.log ? chart::Scale::Log10 : chart::Scale::Linear;
+  c.autoRange = false;
+  c.lo = a.log ? std::pow(10.0, a.lower) : a.lower;
+  c.hi = a.log ? std::pow(10.0, a.upper) : a.upper;
+  for (double t : a.ticks) c.ticks.push_back(a.log ? std::pow(10.0, t) : t);
+  c.tickLabels = a.labels;
+  return c;
 }
 
-double plotToPictureY(const FractalPlot& p, const PlotFrame& f, double v) {
-  return f.top + f.height * (1 - (v - p.y.lower) / (p.y.upper - p.y.lower));
+}  // namespace
+
+chart::Chart fractalChart(const FractalPlot& p, int highlight) {
+  chart::Chart c;
+  c.x = chartAxis(p.x);
+  c.y = chartAxis(p.y);
+  std::vector<double> x(p.valueX.begin(), p.valueX.end()), y(p.valueY.begin(), p.valueY.end());
+  chart::Series s = chart::Series::of(chart::SeriesKind::LineMarkers, x, y, chart::kBlack);
+  s.markerSize = 6;
+  c.series.push_back(std::move(s));
+  chart::Series h = chart::Series::of(chart::SeriesKind::Markers, {}, {}, chart::kBlue);
+  h.markerSize = 6;
+  h.filledMarkers = true;
+  if (highlight >= 0 && static_cast<std::size_t>(highlight) < x.size()) {
+    h.x.push_back(x[static_cast<std::size_t>(highlight)]);
+    h.y.push_back(y[static_cast<std::size_t>(highlight)]);
+  }
+  c.series.push_back(std::move(h));
+  return c;
 }
 
-std::string fractalPlotSvg(const FractalPlot& p, int width, int height) {
-  const PlotFrame f = plotFrame(width, height);
-  const double bottom = f.top + f.height, right = f.left + f.width;
-  std::string s =
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" "
-      "width=\"" +
-      std::to_string(width) + "\" height=\"" + std::to_string(height) +
-      "\" font-family=\"sans-serif\" font-size=\"11\">\n";
-  s += "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n";
-  s += "<path d=\"M" + num(f.left) + " " + num(f.top) + "V" + num(bottom) + "H" + num(right) +
-       "\" fill=\"none\" stroke=\"black\"/>\n";
-  for (std::size_t i = 0; i < p.x.ticks.size(); ++i) {
-    const double tx = plotToPictureX(p, f, p.x.ticks[i]);
-    s += "<path d=\"M" + num(tx) + " " + num(bottom) + "v4\" stroke=\"black\"/>";
-    s += "<text x=\"" + num(tx) + "\" y=\"" + num(bottom + 16) + "\" text-anchor=\"middle\">" +
-         xmlEscape(p.x.labels[i]) + "</text>\n";
-  }
-  for (std::size_t i = 0; i < p.y.ticks.size(); ++i) {
-    const double ty = plotToPictureY(p, f, p.y.ticks[i]);
-    s += "<path d=\"M" + num(f.left - 4) + " " + num(ty) + "h4\" stroke=\"black\"/>";
-    s += "<text x=\"" + num(f.left - 6) + "\" y=\"" + num(ty + 4) + "\" text-anchor=\"end\">" +
-         xmlEscape(p.y.labels[i]) + "</text>\n";
-  }
-  s += "<text x=\"" + num(f.left + f.width / 2) + "\" y=\"" + num(bottom + 34) +
-       "\" text-anchor=\"middle\">" + xmlEscape(p.x.caption) + "</text>\n";
-  s += "<text x=\"" + num(f.left) + "\" y=\"" + num(f.top - 10) + "\" text-anchor=\"middle\">" +
-       xmlEscape(p.y.caption) + "</text>\n";
-  if (!p.px.empty()) {
-    s += "<polyline fill=\"none\" stroke=\"black\" points=\"";
-    for (std::size_t i = 0; i < p.px.size(); ++i)
-      s += (i ? " " : "") + num(plotToPictureX(p, f, p.px[i])) + "," +
-           num(plotToPictureY(p, f, p.py[i]));
-    s += "\"/>\n";
-    for (std::size_t i = 0; i < p.px.size(); ++i)
-      s += "<rect x=\"" + num(plotToPictureX(p, f, p.px[i]) - 3) + "\" y=\"" +
-           num(plotToPictureY(p, f, p.py[i]) - 3) + "\" width=\"6\" height=\"6\"/>\n";
-  }
-  s += "</svg>\n";
-  return s;
+std::string fractalHoverText(const FractalPlot& p, int index) {
+  if (index < 0 || static_cast<std::size_t>(index) >= p.valueX.size()) return {};
+  const auto i = static_cast<std::size_t>(index);
+  return "当前数据：X=" + floatText(p.valueX[i]) + "  Y=" + floatText(p.valueY[i]);
 }
 
 }  // namespace sarnoth

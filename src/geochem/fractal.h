@@ -30,6 +30,7 @@
 #include <string>
 #include <vector>
 
+#include "display/chart.h"
 #include "geochem/anomaly.h"
 #include "workarea/interaction.h"
 #include "workarea/table_store.h"
@@ -110,16 +111,13 @@ struct FractalPlot {
 FractalPlot buildFractalPlot(const std::vector<float>& x, const std::vector<float>& y,
                              AxisType axis, FractalMethod m);
 
-// Where a picture of width × height puts the drawing area: 6/8 of each side, starting 1/8 from
-// the left and 1/8 from the bottom. Returns picture coordinates (y down) of an axis-unit point.
-struct PlotFrame {
-  double left = 0, top = 0, width = 0, height = 0;
-};
-PlotFrame plotFrame(double pictureWidth, double pictureHeight);
-double plotToPictureX(const FractalPlot& p, const PlotFrame& f, double v);
-double plotToPictureY(const FractalPlot& p, const PlotFrame& f, double v);
+// The plot as a chart (display/chart.h): the frame 6/8 of the picture, 1/8 from the left and
+// from the bottom; the points joined by lines, each with a black square marker; the point
+// `highlight` (an index into the plot's points, -1 for none) marked blue on top, as the hover
+// read-out shows it. Series 0 holds the points, series 1 the highlight.
+chart::Chart fractalChart(const FractalPlot& p, int highlight = -1);
 
-// The plot as an SVG document of the given size (the command line's --plot for .svg).
-std::string fractalPlotSvg(const FractalPlot& p, int width, int height);
+// The hover read-out of a point: "当前数据：X=" x "  Y=" y, values in their shortest text.
+std::string fractalHoverText(const FractalPlot& p, int index);
 
 }  // namespace sarnoth

@@ -243,17 +243,23 @@ TEST(FractalPlot, AxesOfTheFourKinds) {
   EXPECT_EQ(p.px.size(), 2u);
   EXPECT_EQ(p.valueX[0], 1.0f);
 
-  // The drawing area: 6/8 of the picture, 1/8 in from the left and from the bottom.
-  const PlotFrame f = plotFrame(800, 400);
-  EXPECT_EQ(f.left, 100);
-  EXPECT_EQ(f.top, 50);
-  EXPECT_DOUBLE_EQ(plotToPictureX(p, f, p.x.lower), 100);
-  EXPECT_DOUBLE_EQ(plotToPictureY(p, f, p.y.lower), 350);
-  EXPECT_DOUBLE_EQ(plotToPictureY(p, f, p.y.upper), 50);
-  const std::string svg = fractalPlotSvg(p, 800, 400);
-  EXPECT_NE(svg.find("<svg"), std::string::npos);
-  EXPECT_NE(svg.find("曲线长度"), std::string::npos);
-  EXPECT_NE(svg.find("points=\""), std::string::npos);
+  // As a chart: the drawing area is 6/8 of the picture, 1/8 in from the left and from the
+  // bottom, the axes as ruled; the highlight is the second series, one blue point.
+  p = buildFractalPlot({1, 10, 100}, {3, 2, 1}, AxisType::LogLog, FractalMethod::ContentNumber);
+  const chart::Chart c = fractalChart(p, 1);
+  const chart::Layout l = chart::layoutChart(c, 800, 400);
+  EXPECT_DOUBLE_EQ(l.left, 100);
+  EXPECT_DOUBLE_EQ(l.top, 50);
+  EXPECT_DOUBLE_EQ(*l.px(1), 100);     // 10^0, the axis' lower end
+  EXPECT_DOUBLE_EQ(*l.px(1000), 700);  // 10^3, its upper end
+  EXPECT_DOUBLE_EQ(*l.py(10), 50);
+  EXPECT_EQ(c.x.tickLabels, (std::vector<std::string>{"1", "10", "100", "1000"}));
+  ASSERT_EQ(c.series.size(), 2u);
+  EXPECT_EQ(c.series[1].x, (std::vector<double>{10}));
+  EXPECT_EQ(c.series[1].colour, chart::kBlue);
+  EXPECT_TRUE(fractalChart(p).series[1].x.empty());
+  EXPECT_EQ(fractalHoverText(p, 2), "当前数据：X=100  Y=1");
+  EXPECT_EQ(fractalHoverText(p, 3), "");
 }
 
 }  // namespace
