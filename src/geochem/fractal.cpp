@@ -111,11 +111,11 @@ const char* fractalXCaption(FractalMethod m) {
 }
 
 std::vector<float> FractalRunResult::seriesX() const {
-  return std::vector<float>(x.begin(), x.begin() + std::max(0, slots - 2));
+  return std::vector<float>(x.begin(), x.begin() + std::max(0, slotCount - 2));
 }
 
 std::vector<float> FractalRunResult::seriesY() const {
-  return std::vector<float>(y.begin(), y.begin() + std::max(0, slots - 2));
+  return std::vector<float>(y.begin(), y.begin() + std::max(0, slotCount - 2));
 }
 
 std::string fractalGridPath(const std::string& workPath, const std::string& gridFile) {
@@ -156,19 +156,19 @@ FractalRunResult runFractal(Database& db, const std::string& workPath, const Fra
       const auto count = static_cast<std::int32_t>(v.size());
       r.source = job.element;
       if (job.method == FractalMethod::ContentNumber || job.method == FractalMethod::ContentTotal) {
-        r.slots = job.grades + 2;
-        r.x.assign(static_cast<std::size_t>(r.slots) + 1, 0.0f);
+        r.slotCount = job.grades + 2;
+        r.x.assign(static_cast<std::size_t>(r.slotCount) + 1, 0.0f);
         r.y.assign(r.x.size(), 0.0f);
         if (job.method == FractalMethod::ContentNumber)
-          GEO_XDataNrr(v, count, r.x, r.y, r.slots);
+          GEO_XDataNrr(v, count, r.x, r.y, r.slotCount);
         else
-          GEO_XDataSumNrr(v, count, r.x, r.y, r.slots);
+          GEO_XDataSumNrr(v, count, r.x, r.y, r.slotCount);
       } else {
         r.x.assign(slotArraySize(count), 0.0f);
         r.y.assign(r.x.size(), 0.0f);
-        r.slots = job.method == FractalMethod::ProfileBox
-                      ? GEO_XYDataBoxFD(v, count, r.x, r.y)
-                      : GEO_XYDataTriangleFD(v, count, r.x, r.y);
+        r.slotCount = job.method == FractalMethod::ProfileBox
+                          ? GEO_XYDataBoxFD(v, count, r.x, r.y)
+                          : GEO_XYDataTriangleFD(v, count, r.x, r.y);
       }
     } else {
       if (job.gridFile.empty()) return failure(kMsgChooseDataFile);
@@ -188,15 +188,15 @@ FractalRunResult runFractal(Database& db, const std::string& workPath, const Fra
       r.source = std::filesystem::path(job.gridFile).filename().string();
       r.x.assign(slotArraySize(std::min(h.nx, h.ny)), 0.0f);
       r.y.assign(r.x.size(), 0.0f);
-      r.slots = job.method == FractalMethod::SurfaceBox
-                    ? GEO_XYZDataBoxFD(g.grid.nodes, h.nx, h.ny, r.x, r.y)
-                    : GEO_XYZDataTriFD(g.grid.nodes, h.nx, h.ny, r.x, r.y);
+      r.slotCount = job.method == FractalMethod::SurfaceBox
+                        ? GEO_XYZDataBoxFD(g.grid.nodes, h.nx, h.ny, r.x, r.y)
+                        : GEO_XYZDataTriFD(g.grid.nodes, h.nx, h.ny, r.x, r.y);
     }
   } catch (const StoreError& e) {
     return failure(e.what());
   }
-  if (r.slots < 2 || !hasFit(r.x, r.y, r.slots)) return failure(kMsgNoFractalFit);
-  r.report = fractalReport(job.method, r.source, r.x, r.y, r.slots);
+  if (r.slotCount < 2 || !hasFit(r.x, r.y, r.slotCount)) return failure(kMsgNoFractalFit);
+  r.report = fractalReport(job.method, r.source, r.x, r.y, r.slotCount);
   r.outcome = Outcome::success();
   return r;
 }

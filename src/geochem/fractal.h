@@ -71,10 +71,10 @@ struct FractalJob {
 
 struct FractalRunResult {
   Outcome outcome;
-  std::string source;       // the element or the grid file's name, as the report names it
-  std::vector<float> x, y;  // the slot arrays as the call filled them
-  std::int32_t slots = 0;   // n: points in 0 … n−3, fit in n−2 and n−1
-  std::string report;       // the rich-text box text
+  std::string source;          // the element or the grid file's name, as the report names it
+  std::vector<float> x, y;     // the slot arrays as the call filled them
+  std::int32_t slotCount = 0;  // n: points in 0 … n−3, fit in n−2 and n−1
+  std::string report;          // the rich-text box text
   std::vector<float> seriesX() const;
   std::vector<float> seriesY() const;
 };
@@ -88,7 +88,7 @@ FractalRunResult runFractal(Database& db, const std::string& workPath, const Fra
 
 // The report text of a filled result (title, source, series, fit).
 std::string fractalReport(FractalMethod m, const std::string& source, const std::vector<float>& x,
-                          const std::vector<float>& y, std::int32_t slots);
+                          const std::vector<float>& y, std::int32_t slotCount);
 
 // --- plot -------------------------------------------------------------------------------------
 

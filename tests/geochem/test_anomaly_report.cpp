@@ -148,7 +148,7 @@ TEST_F(AnomalyTable, FractalProfileReport) {
   FractalRunResult r = runFractal(db_, work_, job);
   ASSERT_TRUE(r.outcome) << r.outcome.message;
   EXPECT_EQ(r.x.size(), 18u);  // round(2·√65 + 2)
-  EXPECT_EQ(r.slots, 6);
+  EXPECT_EQ(r.slotCount, 6);
   EXPECT_EQ(r.report,
             "     ----- 分形分维处理结果 ------\n高程\n\n盒子尺度        曲线长度\n"
             "  1     64\n  2     64\n  4     64\n  8     64\n\n"
@@ -158,7 +158,7 @@ TEST_F(AnomalyTable, FractalProfileReport) {
   job.grades = 5;
   r = runFractal(db_, work_, job);
   ASSERT_TRUE(r.outcome);
-  EXPECT_EQ(r.slots, 7);
+  EXPECT_EQ(r.slotCount, 7);
   EXPECT_EQ(r.seriesX().size(), 5u);
   job.element = "铜";
   job.table = "样品";
@@ -187,11 +187,11 @@ TEST_F(AnomalyTable, FractalGridNullsTakeTheHeadersMinimum) {
   FractalRunResult r = runFractal(db_, work_, job);
   ASSERT_TRUE(r.outcome) << r.outcome.message;
   EXPECT_EQ(r.source, "level.grd");
-  EXPECT_FLOAT_EQ(r.y[static_cast<std::size_t>(r.slots - 1)], 2.0f);
+  EXPECT_FLOAT_EQ(r.y[static_cast<std::size_t>(r.slotCount - 1)], 2.0f);
   job.gridFile = "pits.grd";
   r = runFractal(db_, work_, job);
   ASSERT_TRUE(r.outcome);
-  EXPECT_GT(r.y[static_cast<std::size_t>(r.slots - 1)], 2.01f);
+  EXPECT_GT(r.y[static_cast<std::size_t>(r.slotCount - 1)], 2.01f);
   EXPECT_EQ(r.x.size(), 13u);  // round(2·√33 + 2)
 
   job.gridFile = "";
