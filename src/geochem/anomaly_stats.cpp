@@ -21,15 +21,16 @@ struct MeanSd {
 };
 
 // Two passes in double: the mean, then the squares of the deviations from it.
-MeanSd meanSd(std::span<const double> v) {
+template <typename T>
+MeanSd meanSd(std::span<const T> v) {
   MeanSd r;
   if (v.empty()) return r;
   double sum = 0;
-  for (double x : v) sum += x;
+  for (T x : v) sum += x;
   r.mean = sum / static_cast<double>(v.size());
   if (v.size() < 2) return r;
   double ss = 0;
-  for (double x : v) ss += (x - r.mean) * (x - r.mean);
+  for (T x : v) ss += (x - r.mean) * (x - r.mean);
   r.sd = std::sqrt(ss / static_cast<double>(v.size() - 1));
   return r;
 }
@@ -61,23 +62,60 @@ double deviationBeforeCut(double s, double cut) {
 // Rejection passes on `kept` until one rejects nothing, or until a pass would leave fewer than
 // two values. Returns the number rejected; `kept` holds the survivors, `stats` their mean and
 // the deviation corrected for the last cut that rejected anything.
-std::int32_t rejectIteratively(std::vector<double>& kept, double multiple, MeanSd& stats) {
+//
+// A pass only reads the kept values and compares them with the interval; a rejected value is
+// swapped behind the kept ones and its share taken off the running sums (about the first mean,
+// which keeps them well conditioned), so a pass costs one comparison a value. The final mean
+// and deviation are summed afresh in two passes.
+// The values are kept in their own type (single for the data, double for logarithms): a pass
+// over a million singles reads half the memory.
+template <typename T>
+std::int32_t rejectIteratively(std::vector<T>& kept, double multiple, MeanSd& stats) {
   const std::size_t start = kept.size();
-  stats = meanSd(kept);
+  stats = meanSd<T>(kept);
   if (!(std::isfinite(multiple) && multiple > 0)) return 0;
+  const double shift = stats.mean;
+  double s1 = 0, s2 = 0;
+  for (T x : kept) {
+    s1 += x - shift;
+    s2 += (x - shift) * (x - shift);
+  }
+  std::size_t m = kept.size();
   double lastCut = 0;
-  while (kept.size() >= 2) {
+  while (m >= 2) {
     const double cut = multiple * stats.sd;
     const double lo = stats.mean - cut, hi = stats.mean + cut;
-    const auto out = [lo, hi](double x) { return x < lo || x > hi; };
-    const auto rejected = static_cast<std::size_t>(std::count_if(kept.begin(), kept.end(), out));
-    if (rejected == 0 || kept.size() - rejected < 2) break;
-    kept.erase(std::remove_if(kept.begin(), kept.end(), out), kept.end());
-    stats = meanSd(kept);
+    const std::size_t before = m;
+    const double s1Before = s1, s2Before = s2;
+    for (std::size_t i = 0; i < m;) {
+      const T v = kept[i];
+      const double x = v;
+      if (x >= lo && x <= hi) {
+        ++i;
+        continue;
+      }
+      s1 -= x - shift;
+      s2 -= (x - shift) * (x - shift);
+      kept[i] = kept[m - 1];
+      kept[m - 1] = v;
+      --m;
+    }
+    if (m == before) break;
+    if (m < 2) {  // the values taken out still stand behind the kept ones
+      m = before;
+      s1 = s1Before;
+      s2 = s2Before;
+      break;
+    }
+    const double n = static_cast<double>(m);
+    stats.mean = shift + s1 / n;
+    stats.sd = std::sqrt(std::max(0.0, (s2 - s1 * s1 / n) / (n - 1)));
     lastCut = cut;
   }
+  kept.resize(m);
+  stats = meanSd<T>(kept);
   if (lastCut > 0) stats.sd = deviationBeforeCut(stats.sd, lastCut);
-  return static_cast<std::int32_t>(start - kept.size());
+  return static_cast<std::int32_t>(start - m);
 }
 
 // Type-7 quantiles of several probabilities at once: the needed order statistics are found by
@@ -116,7 +154,7 @@ void quantilesInPlace(std::span<T> v, std::span<const double> qs, std::span<doub
 }
 
 double skewness(std::span<const double> v) {
-  const MeanSd s = meanSd(v);
+  const MeanSd s = meanSd<double>(v);
   if (!(s.sd > 0)) return 0;
   double m3 = 0, m2 = 0;
   for (double x : v) {
@@ -151,8 +189,7 @@ double toDataUnits(double v, bool logScale) { return logScale ? std::pow(10.0, v
 std::int32_t GEO_GetAverageStdDev(std::span<const float> data, std::int32_t n, float& average,
                                   float& stdDev) {
   const std::size_t m = usedCount(data, n);
-  std::vector<double> v(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(m));
-  const MeanSd s = meanSd(v);
+  const MeanSd s = meanSd<float>(data.first(m));
   average = static_cast<float>(s.mean);
   stdDev = static_cast<float>(s.sd);
   return static_cast<std::int32_t>(m);
@@ -161,7 +198,7 @@ std::int32_t GEO_GetAverageStdDev(std::span<const float> data, std::int32_t n, f
 std::int32_t GEO_NormalDistribution(std::span<const float> data, std::int32_t n, float& average,
                                     float& stdDev, float multiple) {
   const std::size_t m = usedCount(data, n);
-  std::vector<double> kept(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(m));
+  std::vector<float> kept(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(m));
   MeanSd s;
   const std::int32_t rejected = rejectIteratively(kept, multiple, s);
   average = static_cast<float>(s.mean);

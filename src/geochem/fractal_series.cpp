@@ -124,19 +124,19 @@ int pointCap(std::span<float> x, std::span<float> y) {
 }
 
 // The prism surface of one cell of side s, corners a (lower left), b (lower right), c (upper
-// right), d (upper left) in scaled heights.
+// right), d (upper left) in scaled heights. Each triangle joins two corners P, Q of an edge with
+// the raised centre: the edge is (s along, 0 across, dz), the way to the centre (s/2, s/2, ez),
+// and their cross product (−dz·s/2, dz·s/2 − s·ez, s²/2) has the length
+// s·√(dz²/4 + (dz/2 − ez)² + s²/4).
 double prismArea(double a, double b, double c, double d, double s) {
   const double e = 0.25 * (a + b + c + d);
-  const double h = 0.5 * s;
-  // Triangle (P, Q, centre) with P→Q along one cell edge of length s: the cross product of the
-  // edge (s along the edge, Δz) and the vector to the centre (s/2 along, s/2 across, e − zP).
-  auto tri = [s, h, e](double zp, double zq) {
+  const double q = 0.25 * s * s;
+  auto tri = [e, q](double zp, double zq) {
     const double dz = zq - zp, ez = e - zp;
-    // Edge u = (s, 0, dz), to centre w = (h, h, ez): u × w = (−dz·h, dz·h − s·ez, s·h).
-    const double cx = -dz * h, cy = dz * h - s * ez, cz = s * h;
-    return 0.5 * std::sqrt(cx * cx + cy * cy + cz * cz);
+    const double t = 0.5 * dz - ez;
+    return std::sqrt(0.25 * dz * dz + t * t + q);
   };
-  return tri(a, b) + tri(b, c) + tri(c, d) + tri(d, a);
+  return 0.5 * s * (tri(a, b) + tri(b, c) + tri(c, d) + tri(d, a));
 }
 
 }  // namespace
@@ -265,9 +265,15 @@ FractalSeries surfaceBoxSeries(std::span<const float> grid, int columns, int row
   if (columns >= 2 && rows >= 2 &&
       grid.size() >= static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows)) {
     const std::size_t nodes = static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows);
-    double slack = 0;
-    const std::vector<double> z =
-        scaledToExtent(grid.first(nodes), static_cast<double>(std::max(columns, rows) - 1), &slack);
+    // Extremes are found on the values as stored and scaled by f when the boxes are counted.
+    const auto [zlo, zhi] =
+        std::minmax_element(grid.begin(), grid.begin() + static_cast<std::ptrdiff_t>(nodes));
+    const double range = static_cast<double>(*zhi) - static_cast<double>(*zlo);
+    const double f = range > 0 ? static_cast<double>(std::max(columns, rows) - 1) / range : 0.0;
+    const double slack =
+        kDataRounding *
+        std::max(std::fabs(static_cast<double>(*zlo)), std::fabs(static_cast<double>(*zhi))) * f;
+    const float* z = grid.data();
     const double area = static_cast<double>(columns - 1) * (rows - 1);
     for (int step : dyadicScales(std::min(columns, rows) - 1, maxPoints)) {
       const int bx = (columns - 1) / step, by = (rows - 1) / step;
@@ -275,13 +281,13 @@ FractalSeries surfaceBoxSeries(std::span<const float> grid, int columns, int row
       detail::forRowBands(
           by,
           [&](int b, int e, int) {
-            std::vector<double> lo(static_cast<std::size_t>(columns)), hi(lo.size());
+            std::vector<float> lo(static_cast<std::size_t>(columns)), hi(lo.size());
             for (int i = b; i < e; ++i) {
               // Column extremes over the cell row's s + 1 node rows, then per cell.
               const std::size_t r0 = static_cast<std::size_t>(i) * step;
               for (int c = 0; c < columns; ++c) lo[c] = hi[c] = z[r0 * columns + c];
               for (int r = 1; r <= step; ++r) {
-                const double* row = &z[(r0 + r) * columns];
+                const float* row = z + (r0 + r) * static_cast<std::size_t>(columns);
                 for (int c = 0; c < columns; ++c) {
                   lo[c] = std::min(lo[c], row[c]);
                   hi[c] = std::max(hi[c], row[c]);
@@ -290,9 +296,9 @@ FractalSeries surfaceBoxSeries(std::span<const float> grid, int columns, int row
               double boxes = 0;
               for (int j = 0; j < bx; ++j) {
                 const std::size_t c0 = static_cast<std::size_t>(j) * step;
-                const double mn = *std::min_element(lo.begin() + c0, lo.begin() + c0 + step + 1);
-                const double mx = *std::max_element(hi.begin() + c0, hi.begin() + c0 + step + 1);
-                boxes += boxesFor(mx - mn, step, slack);
+                const float mn = *std::min_element(lo.begin() + c0, lo.begin() + c0 + step + 1);
+                const float mx = *std::max_element(hi.begin() + c0, hi.begin() + c0 + step + 1);
+                boxes += boxesFor((static_cast<double>(mx) - mn) * f, step, slack);
               }
               rowBoxes[static_cast<std::size_t>(i)] = boxes;
             }
@@ -315,8 +321,11 @@ FractalSeries surfacePrismSeries(std::span<const float> grid, int columns, int r
   if (columns >= 2 && rows >= 2 &&
       grid.size() >= static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows)) {
     const std::size_t nodes = static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows);
-    const std::vector<double> z =
-        scaledToExtent(grid.first(nodes), static_cast<double>(std::max(columns, rows) - 1));
+    // The heights scaled as they are read (z − z_min)·f; the offset cancels in every difference.
+    const auto [lo, hi] =
+        std::minmax_element(grid.begin(), grid.begin() + static_cast<std::ptrdiff_t>(nodes));
+    const double range = static_cast<double>(*hi) - static_cast<double>(*lo);
+    const double f = range > 0 ? static_cast<double>(std::max(columns, rows) - 1) / range : 0.0;
     const double area = static_cast<double>(columns - 1) * (rows - 1);
     const std::size_t w = static_cast<std::size_t>(columns);
     for (int step : dyadicScales(std::min(columns, rows) - 1, maxPoints)) {
@@ -326,12 +335,12 @@ FractalSeries surfacePrismSeries(std::span<const float> grid, int columns, int r
           by,
           [&](int b, int e, int) {
             for (int i = b; i < e; ++i) {
-              const double* lower = &z[static_cast<std::size_t>(i) * step * w];
-              const double* upper = lower + static_cast<std::size_t>(step) * w;
+              const float* lower = grid.data() + static_cast<std::size_t>(i) * step * w;
+              const float* upper = lower + static_cast<std::size_t>(step) * w;
               double sum = 0;
               for (int j = 0; j < bx; ++j) {
                 const std::size_t c0 = static_cast<std::size_t>(j) * step, c1 = c0 + step;
-                sum += prismArea(lower[c0], lower[c1], upper[c1], upper[c0], step);
+                sum += prismArea(f * lower[c0], f * lower[c1], f * upper[c1], f * upper[c0], step);
               }
               rowArea[static_cast<std::size_t>(i)] = sum;
             }
