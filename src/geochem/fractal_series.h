@@ -59,8 +59,9 @@
 //     against the prism's base area s²: log A = a + b·log s², so D = 2 − 2b (Clarke 1986,
 //     Computation of the fractal dimension of topographic surfaces using the triangular prism
 //     surface area method, Computers & Geosciences 12, 713–722). x: base area in square spacings.
-//     Rows of cells are summed on all cores, each row in order, so the result does not depend on
-//     the number of threads.
+//     A cell's area is taken in single precision (to 1e-7 of itself, which lets a row of cells
+//     run four at a time); rows are summed in double on all cores, each row in order, so the
+//     result does not depend on the number of threads.
 //   A plane gives D = 2 exactly in both. On fractional Brownian surfaces of Hurst exponent H from
 //   0.2 to 0.8 (257 × 257 nodes) the prism gives 3 − H within 0.06, a little low on the roughest;
 //   box counting gives less (2.5 for H = 0.2, 2.2 for H = 0.8), as differential box counts do.
