@@ -16,8 +16,10 @@
 //   The Fractal Geometry of Nature, Freeman, ch. 13; used for geochemical populations by
 //   Hassanpour & Afzal 2013, Arabian Journal of Geosciences 6, 957–970). The same population has
 //   S(≥ r) ∝ r^(1−D) for D > 1 (Turcotte 1997, Fractals and Chaos in Geology and Geophysics, 2nd
-//   ed., Cambridge, ch. 2), so for the total D = 1 − b, and both series give the same D on a
-//   power-law sample. Units: x in those of the data, y a count or a sum in data units.
+//   ed., Cambridge, ch. 2), so for the total D = 1 − b, and both series give D on a power-law
+//   sample. The highest level holds the largest value alone where the law leaves about half a
+//   value, which bends the fit: on 20 000 Pareto quantiles of D = 1.5 the two series give 1.44
+//   and 1.56 over ten grades. Units: x in those of the data, y a count or a sum in data units.
 //
 // Profiles: the values in their order along the line, sample i at distance i. The values are
 //   scaled so that their range spans the profile's length: y_i = (v_i − v_min)/(v_max − v_min)·
