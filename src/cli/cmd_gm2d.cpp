@@ -28,7 +28,7 @@ const char* kUsage =
     "  SVD with relative cut-off C), printing each iteration's misfit, and saves the model; --fd\n"
     "  uses a Jacobian by central differences. --terrain takes the station elevations from a\n"
     "  grid (the profile must carry its ORIGIN). Names not found as given are looked for in the\n"
-    "  work area's Prof_Dat (Grid_dat for the grid); -o names land there too when a work area\n"
+    "  work area's Prof_Dat (the terrain grid too); -o names land there too when a work area\n"
     "  is given.";
 
 std::string locate(const Args& a, const std::string& name, const char* dir, bool output) {
@@ -74,7 +74,7 @@ int runGm2d(Args& a) {
   if (Outcome o = readModel(modelPath, model); !o) return failWith(o.message);
   if (Outcome o = readObserved(stations, profile); !o) return failWith(o.message);
   if (a.has("terrain")) {
-    GridReadResult g = readGrid(locate(a, a.get("terrain"), "Grid_dat\\", false));
+    GridReadResult g = readGrid(locate(a, a.get("terrain"), "Prof_Dat\\", false));
     if (!g.ok()) return failWith(kMsgNotBinaryGrid);
     if (Outcome o = applyTerrain(profile, g.grid); !o) return failWith(o.message);
   }
