@@ -3,10 +3,15 @@
 #include <cctype>
 #include <cmath>
 #include <cstdlib>
+#include <fstream>
 
 #include "gravmag/freq_filters.h"
 #include "gravmag/spectral_grid.h"
 #include "workarea/grid_file.h"
+#include "workarea/grid_info.h"
+#include "workarea/grid_text.h"
+#include "workarea/path_resolver.h"
+#include "workarea/text_codec.h"
 
 namespace sarnoth::gravmag {
 namespace {
@@ -198,6 +203,44 @@ float boxValue(const std::string& text) {
   for (const char* p = begin; p < end; ++p)
     if (std::isalpha(static_cast<unsigned char>(*p)) && *p != 'e' && *p != 'E') return 0.0f;
   return static_cast<float>(v);
+}
+
+std::string freqGridInfoText(const std::string& fileName, const GridHeader& g) {
+  auto num = [](float v) {
+    char buf[32];
+    formatFloat(buf, v);
+    return std::string(buf);
+  };
+  std::string t;
+  const std::string stars = "************************************";
+  auto line = [&](const std::string& s) { t += s + "\r\n" + stars + "\r\n"; };
+  t += "--------- 网格数据特征信息 --------\r\n" + stars + "\r\n";
+  line("数据文件名:  " + fileName);
+  line("处理方法:  " + g.method);
+  line("起点横坐标:  " + num(g.x0));
+  line("起点纵坐标:  " + num(g.y0));
+  line("数据列数:    " + std::to_string(g.nx));
+  line("数据行数:    " + std::to_string(g.ny));
+  line("网格距DX:    " + num(g.dx));
+  line("网格距DY:    " + num(g.dy));
+  line("旋转角度:    " + num(g.angle));
+  line("空点特征值:  " + num(g.nullValue));
+  line("有效数据数:  " + std::to_string(g.validCount));
+  line("数据最小值:  " + num(g.zMin));
+  line("数据最大值:  " + num(g.zMax));
+  line("参数信息:  " + g.note);
+  return t;
+}
+
+Outcome writeFreqGridInfo(const std::string& gridPath, const std::string& fileName,
+                          const std::string& infoPath) {
+  const GridHeadResult head = readBinaryGridHead(gridPath);
+  if (head.status == GridHeadStatus::BadMagic) return Outcome::failure(kMsgNotSarnothGrid);
+  if (!head.ok()) return Outcome::failure(readFailure(GridError::Truncated));
+  std::ofstream f(resolvePath(infoPath), std::ios::binary | std::ios::trunc);
+  f << utf8ToGbk(freqGridInfoText(fileName, head.header));
+  if (!f) return Outcome::failure("路径/文件访问错误");
+  return Outcome::success();
 }
 
 FreqRunResult runFreqProcessing(const FreqJob& job, Progress& progress) {

@@ -26,6 +26,7 @@
 #include <string>
 #include <vector>
 
+#include "workarea/grid_file.h"
 #include "workarea/interaction.h"
 #include "workarea/progress.h"
 
@@ -118,6 +119,15 @@ struct FreqRunResult {
 // A box's number as the tool reads it: leading blanks skipped, the longest numeric prefix
 // taken, 0 when there is none.
 float boxValue(const std::string& text);
+
+// The information view of cboGrdInfo: "--------- 网格数据特征信息 --------", then "数据文件名:  ",
+// "处理方法:  ", the header's fields and "参数信息:  " (the note), each followed by a line of
+// asterisks; lines end in "\r\n".
+std::string freqGridInfoText(const std::string& fileName, const GridHeader& header);
+// Reads the head of `gridPath` and writes the view as GBK to `infoPath`. Fails with
+// "非Sarnoth网格数据." when the magic does not end in "GRIDB#".
+Outcome writeFreqGridInfo(const std::string& gridPath, const std::string& fileName,
+                          const std::string& infoPath);
 
 // Runs a mode this tool computes (not the filter component's). Nothing is written on failure.
 FreqRunResult runFreqProcessing(const FreqJob& job, Progress& progress = noProgress());
