@@ -54,10 +54,9 @@ int runLowPole(Args& a) {
   if (in.empty() || out.empty() || !a.has("ii") || !a.has("dd")) return failWith(kLowPoleUsage);
   const auto p = optionsAsParams(a, gravmag::lowLatitudeDefaults());
   CliProgress progress("lowpole");
-  Outcome o = gravmag::runLowLatitudePole(in, out, gravmag::paramValue(p, "ii"),
-                                          gravmag::paramValue(p, "dd"),
-                                          gravmag::paramValue(p, "amp-ii"), progress,
-                                          static_cast<int>(a.getInt("threads", 0)));
+  Outcome o = gravmag::runLowLatitudePole(
+      in, out, gravmag::paramValue(p, "ii"), gravmag::paramValue(p, "dd"),
+      gravmag::paramValue(p, "amp-ii"), progress, static_cast<int>(a.getInt("threads", 0)));
   if (!o) return failWith(o.message.empty() ? "stopped" : o.message);
   std::cout << o.message << "\n";
   return 0;
@@ -66,9 +65,9 @@ int runLowPole(Args& a) {
 const CommandRegistrar regFilter{
     {"filter", "the frequency-domain tool's filter component on a grid (滤波组件)", kFilterUsage,
      runFilter}};
-const CommandRegistrar regLowPole{
-    {"lowpole", "reduction to the pole at low latitudes (低纬度磁场化极)", kLowPoleUsage,
-     runLowPole}};
+const CommandRegistrar regLowPole{{"lowpole",
+                                   "reduction to the pole at low latitudes (低纬度磁场化极)",
+                                   kLowPoleUsage, runLowPole}};
 
 }  // namespace
 }  // namespace sarnoth::cli

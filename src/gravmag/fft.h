@@ -63,19 +63,25 @@ PaddedSize paddedSize(int n);
 // same arithmetic in lanes.
 void fft1d(float* re, float* im, int n, int m);
 
+// Eight single-precision lanes as one value (the compiler's vector extension; two SSE registers
+// where AVX is not there).
+typedef float LaneVector __attribute__((vector_size(32)));
+
 // The bit reversal and twiddles of one length, for transforming many sequences.
 class Radix2Plan {
  public:
-  static constexpr int kLanes = 8;  // sequences transformed together
+  static constexpr int kLanes = 8;    // sequences transformed together
+  static constexpr int kBlock = 256;  // elements of a block kept in cache (16 KiB of lanes)
 
   explicit Radix2Plan(int n);
   int size() const { return n_; }
-  // Transforms kLanes sequences held in lanes: element k of sequence b at [k·kLanes + b].
+  // Transforms kLanes sequences held in lanes: element k of sequence b at [k·kLanes + b]. The
+  // arrays are aligned as LaneVector (allocate them as LaneVector).
   void transformLanes(float* re, float* im) const;
 
  private:
   int n_ = 1;
-  std::vector<int> swaps_;  // pairs (i, j) of the bit reversal, i < j
+  std::vector<int> swaps_;      // pairs (i, j) of the bit reversal, i < j
   std::vector<float> ur_, ui_;  // twiddles of stage L at [le1 − 1 + j], j = 0..le1−1
 };
 

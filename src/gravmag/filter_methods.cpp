@@ -60,7 +60,8 @@ Outcome applyKernels(const std::string& input, const std::vector<std::string>& o
   };
   ApplyOptions options;
   options.threads = threads;
-  SpectralResult sr = applySpectral(in.grid.nodes, h.nx, h.ny, h.dy / h.dx, make, progress, options);
+  SpectralResult sr =
+      applySpectral(in.grid.nodes, h.nx, h.ny, h.dy / h.dx, make, progress, options);
   if (sr.cancelled) return Outcome::failure({});
   if (!sr.failure.empty()) return Outcome::failure(sr.failure);
   std::string written;
@@ -252,9 +253,9 @@ FilterParams lowLatitudeDefaults(double inclination, double declination) {
           {"amp-ii", "振幅校正倾角(度)", 20}};
 }
 
-Outcome runLowLatitudePole(const std::string& input, const std::string& output,
-                           double inclination, double declination, double ampInclination,
-                           Progress& progress, int threads) {
+Outcome runLowLatitudePole(const std::string& input, const std::string& output, double inclination,
+                           double declination, double ampInclination, Progress& progress,
+                           int threads) {
   const Direction f = directionOf(inclination, declination);
   return applyKernels(
       input, {output}, kLowLatitudeMethod,

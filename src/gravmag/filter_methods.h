@@ -106,8 +106,8 @@ Outcome runFilterMethod(long code, const std::string& input, const std::string& 
                         int threads = 0);
 
 // The low-latitude reduction of the ΔT grid at `input` into `output`.
-Outcome runLowLatitudePole(const std::string& input, const std::string& output,
-                           double inclination, double declination, double ampInclination,
+Outcome runLowLatitudePole(const std::string& input, const std::string& output, double inclination,
+                           double declination, double ampInclination,
                            Progress& progress = noProgress(), int threads = 0);
 inline constexpr const char* kLowLatitudeMethod = "低纬度化极";
 // Its parameters: I and D (defaults from the grids the component was handed, when it was),

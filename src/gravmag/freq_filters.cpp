@@ -113,7 +113,8 @@ double susceptibilityDivisor(int J, int k, float u, float v, float s, float T2, 
 }
 
 std::complex<double> poleDivisor(float sI, float A, float B, float theta, int order) {
-  const double q = A * std::cos(static_cast<double>(theta)) + B * std::sin(static_cast<double>(theta));
+  const double q =
+      A * std::cos(static_cast<double>(theta)) + B * std::sin(static_cast<double>(theta));
   if (order == 1) return {static_cast<double>(sI), q};
   return {static_cast<double>(sI) * sI - q * q, 2.0 * sI * q};
 }
@@ -164,8 +165,7 @@ RowFilter yDerivativeRows(const SpectrumFrame& f, float order) {
   };
 }
 
-RowFilter directionalDerivativeRows(const SpectrumFrame& f, float order, float alpha,
-                                    float decl) {
+RowFilter directionalDerivativeRows(const SpectrumFrame& f, float order, float alpha, float decl) {
   const float phi = (90.0f - decl - alpha) * kDirDegToRad;
   const double cp = std::cos(static_cast<double>(phi)), sp = std::sin(static_cast<double>(phi));
   return [f, order, cp, sp](CFloat* row, int J) {
@@ -179,7 +179,8 @@ RowFilter directionalDerivativeRows(const SpectrumFrame& f, float order, float a
     };
     for (int k = 1; k <= a.half; ++k) {
       const bool origin = J == 1 && k == 1;
-      const std::complex<double> gx = origin ? std::complex<double>{} : derivativeFactor(a.v, order);
+      const std::complex<double> gx =
+          origin ? std::complex<double>{} : derivativeFactor(a.v, order);
       const std::complex<double> gy =
           origin ? std::complex<double>{} : derivativeFactor(uAt(a, k), order);
       apply(row[k - 1], gx, gy);
@@ -222,8 +223,7 @@ RowFilter pseudoGravityRows(const SpectrumFrame& f, float T, float rho) {
   };
 }
 
-RowFilter matchedRows(const SpectrumFrame& f, float H1, float H2, MatchedState& state,
-                      float sign) {
+RowFilter matchedRows(const SpectrumFrame& f, float H1, float H2, MatchedState& state, float sign) {
   const float D = (H1 - H2) * sign;
   return [f, D, &state, sign](CFloat* row, int J) {
     // C^sign at every row, kept: with sign −1 the rows alternate between 1/C and C.
@@ -258,8 +258,8 @@ RowFilter hanningRows(const SpectrumFrame& f, float f1, float f2, float sign) {
   };
 }
 
-RowFilter strikeRows(const SpectrumFrame& f, float a, float b, float c, float d,
-                     StrikeState& state, float sign) {
+RowFilter strikeRows(const SpectrumFrame& f, float a, float b, float c, float d, StrikeState& state,
+                     float sign) {
   const float A1 = kTwoPiC1 * a, A2 = kTwoPiC1 * b, A3 = kTwoPiC1 * c, A4 = kTwoPiC1 * d;
   return [f, A1, A2, A3, A4, &state, sign](CFloat* row, int J) {
     if (A1 == 0 || A2 == 0 || A3 == 0 || A4 == 0) return false;
@@ -303,8 +303,7 @@ RowFilter poleRows(const SpectrumFrame& f, float inclination, float azim, int or
     }
     for (int k = a.half + 1; k <= a.nxp; ++k) {
       const float u = static_cast<float>(a.nxp + 1 - k) * a.du;
-      const float theta =
-          static_cast<float>(kFilterPi - std::atan(static_cast<double>(a.v / u)));
+      const float theta = static_cast<float>(kFilterPi - std::atan(static_cast<double>(a.v / u)));
       if (!divide(row[k - 1], poleDivisor(sI, A, B, theta, order))) return false;
     }
     return true;

@@ -80,8 +80,7 @@ RowFilter xDerivativeRows(const SpectrumFrame& f, float order);
 RowFilter yDerivativeRows(const SpectrumFrame& f, float order);
 // Mode 210, index 3: φ = (90 − decl − α)·0.017453293; element = (X factor)·cos φ +
 // (Y factor)·sin φ.
-RowFilter directionalDerivativeRows(const SpectrumFrame& f, float order, float alpha,
-                                    float decl);
+RowFilter directionalDerivativeRows(const SpectrumFrame& f, float order, float alpha, float decl);
 // Mode 230: T = txtPar1 (normal field), H = txtPar2 (thickness in spacings).
 RowFilter susceptibilityRows(const SpectrumFrame& f, float T, float H);
 // Mode 240: T = txtPar1, ρ = txtPar2; K = 10^6·6.67E-08·ρ/T, element times K/s, the
@@ -91,16 +90,15 @@ RowFilter pseudoGravityRows(const SpectrumFrame& f, float T, float rho);
 struct MatchedState {
   float C = 0.1f;
 };
-RowFilter matchedRows(const SpectrumFrame& f, float H1, float H2, MatchedState& state,
-                      float sign);
+RowFilter matchedRows(const SpectrumFrame& f, float H1, float H2, MatchedState& state, float sign);
 // Mode 200, index 1: f1, f2 in cycles per spacing.
 RowFilter hanningRows(const SpectrumFrame& f, float f1, float f2, float sign);
 // Mode 200, index 2: a, b, c, d (txtPar1, txtPar11, txtPar2, txtPar22), θ in `state`.
 struct StrikeState {
   float theta = 45.0f;
 };
-RowFilter strikeRows(const SpectrumFrame& f, float a, float b, float c, float d,
-                     StrikeState& state, float sign);
+RowFilter strikeRows(const SpectrumFrame& f, float a, float b, float c, float d, StrikeState& state,
+                     float sign);
 // Mode 500: I and azim in degrees, order 1 or 2. Fails (division by zero) where d is 0.
 RowFilter poleRows(const SpectrumFrame& f, float inclination, float azim, int order);
 

@@ -86,7 +86,8 @@ std::string freqTitleSuffix(int mode) {
 }
 
 std::vector<std::string> freqMethods(int mode) {
-  if (mode == kModeFilter) return {"匹配滤波", "普通汉宁滤波", "走向滤波", "补偿圆滑滤波", "正则化滤波"};
+  if (mode == kModeFilter)
+    return {"匹配滤波", "普通汉宁滤波", "走向滤波", "补偿圆滑滤波", "正则化滤波"};
   if (mode == kModeDerivative)
     return {"垂向导数", "X方向水平导数", "Y方向水平导数", "任意方向水平导数"};
   return {};
@@ -167,8 +168,8 @@ FreqLayout freqLayout(int mode, int method) {
       break;
   }
   l.methodsShown = mode == kModeFilter || mode == kModeDerivative;
-  l.frameShown = mode != kModeThreeComponents && mode != kModeLinearEnhance &&
-                 mode != kModeAnyDirection;
+  l.frameShown =
+      mode != kModeThreeComponents && mode != kModeLinearEnhance && mode != kModeAnyDirection;
   l.gravityShown = mode != kModeSusceptibility && mode != kModePseudoGravity && mode != kModePole;
   return l;
 }

@@ -99,21 +99,21 @@ std::string freqFieldNote(FieldKind field);
 // A run as the boxes state it. The texts are read as the tool reads them.
 struct FreqJob {
   int mode = 0;
-  int method = 0;               // cboCalMode's index in modes 200 and 210
-  std::string inputPath;        // the grid to process
-  std::string outputPath;       // the grid written
+  int method = 0;          // cboCalMode's index in modes 200 and 210
+  std::string inputPath;   // the grid to process
+  std::string outputPath;  // the grid written
   std::string par1, par2, par3, par11, par22;
   std::string ii = "57.4", dd = "-6", aa = "0";  // inclination, declination, line azimuth
   FieldKind field = FieldKind::Gravity;
-  bool chk = false;        // chkPar
-  float unitFactor = 1.0f; // UnitF of the work area
-  int threads = 0;         // 0: one per core
+  bool chk = false;         // chkPar
+  float unitFactor = 1.0f;  // UnitF of the work area
+  int threads = 0;          // 0: one per core
 };
 
 struct FreqRunResult {
-  Outcome outcome;        // kMsgFreqDone, or the failure's text
+  Outcome outcome;  // kMsgFreqDone, or the failure's text
   bool cancelled = false;
-  std::string formNote;   // "MAX(A)=0" when the fill had no pivot
+  std::string formNote;  // "MAX(A)=0" when the fill had no pivot
 };
 
 // A box's number as the tool reads it: leading blanks skipped, the longest numeric prefix

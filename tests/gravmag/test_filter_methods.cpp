@@ -93,25 +93,31 @@ TEST_F(FilterMethods, SmoothingFiltersScaleACosineByTheirResponse) {
   const double H = 1 - std::pow(1 - s(kx) * s(ky), 2);
   EXPECT_NEAR(H, 0.98900, 1e-4);
   Grid out = get("out.grd");
-  EXPECT_LT(misfit(out, [&](double e, double n) { return H * wave(e, n); }, 0), 1e-4);
+  EXPECT_LT(misfit(
+                out, [&](double e, double n) { return H * wave(e, n); }, 0),
+            1e-4);
   EXPECT_EQ(out.header.method.substr(0, 18), "补偿圆滑滤波");
   // Regularised, α = 4 spacings², no continuation: 1/(1 + α|k|²) ≈ 0.6307.
   ASSERT_TRUE(component(kCodeRegularised, g, {{"alpha", "", 4}}).ok);
   const double R = 1 / (1 + 4 * (kx * kx + ky * ky));
-  EXPECT_LT(misfit(get("out.grd"), [&](double e, double n) { return R * wave(e, n); }, 0), 1e-4);
+  EXPECT_LT(misfit(
+                get("out.grd"), [&](double e, double n) { return R * wave(e, n); }, 0),
+            1e-4);
   // With a depth h the regularised filter continues downward: e^(−|k|h)/(e^(−2|k|h) + α|k|²).
   ASSERT_TRUE(component(kCodeRegularised, g, {{"alpha", "", 0.01}, {"depth", "", 2}}).ok);
   const double k = std::hypot(kx, ky), e = std::exp(-2 * k);
   const double D = e / (e * e + 0.01 * k * k);
   EXPECT_GT(D, 1.0);
-  EXPECT_LT(misfit(get("out.grd"), [&](double x, double y) { return D * wave(x, y); }, 0), 1e-4);
+  EXPECT_LT(misfit(
+                get("out.grd"), [&](double x, double y) { return D * wave(x, y); }, 0),
+            1e-4);
 }
 
 TEST_F(FilterMethods, ThreeComponentsOfADipoleFromItsTotalField) {
   const auto f = unit(60, 10);
-  ASSERT_TRUE(component(kCodeThreeComponents, makeGrid(dipole(8, f, f)),
-                        {{"ii", "", 60}, {"dd", "", 10}})
-                  .ok);
+  ASSERT_TRUE(
+      component(kCodeThreeComponents, makeGrid(dipole(8, f, f)), {{"ii", "", 60}, {"dd", "", 10}})
+          .ok);
   EXPECT_LT(misfit(get("out_Hax.grd"), dipole(8, f, {1, 0, 0})), 0.01);
   EXPECT_LT(misfit(get("out_Hay.grd"), dipole(8, f, {0, 1, 0})), 0.01);
   EXPECT_LT(misfit(get("out_Za.grd"), dipole(8, f, {0, 0, 1})), 0.01);
@@ -119,9 +125,10 @@ TEST_F(FilterMethods, ThreeComponentsOfADipoleFromItsTotalField) {
 
 TEST_F(FilterMethods, ConversionToAnyDirection) {
   const auto f = unit(60, 10), to = unit(30, -40);
-  ASSERT_TRUE(component(kCodeAnyDirection, makeGrid(dipole(8, f, f)),
-                        {{"ii", "", 60}, {"dd", "", 10}, {"target-ii", "", 30}, {"target-dd", "", -40}})
-                  .ok);
+  ASSERT_TRUE(
+      component(kCodeAnyDirection, makeGrid(dipole(8, f, f)),
+                {{"ii", "", 60}, {"dd", "", 10}, {"target-ii", "", 30}, {"target-dd", "", -40}})
+          .ok);
   EXPECT_LT(misfit(get("out.grd"), dipole(8, f, to)), 0.01);
 }
 
@@ -135,9 +142,7 @@ TEST_F(FilterMethods, LinearEnhancementDifferentiatesAcrossTheStrike) {
   ASSERT_TRUE(component(kCodeLinearEnhance, makeGrid(g), {{"strike", "", 0}}).ok);
   EXPECT_LT(misfit(get("out.grd"), want), 0.01);
   // Strike east (90°): the derivative across it is towards north … with ν = (−1, 0), south.
-  const Field south = [&](double e, double n) {
-    return -(g(e, n + 1e-3) - g(e, n - 1e-3)) / 2e-3;
-  };
+  const Field south = [&](double e, double n) { return -(g(e, n + 1e-3) - g(e, n - 1e-3)) / 2e-3; };
   ASSERT_TRUE(component(kCodeLinearEnhance, makeGrid(g), {{"strike", "", 90}}).ok);
   EXPECT_LT(misfit(get("out.grd"), south), 0.01);
 }
@@ -145,17 +150,15 @@ TEST_F(FilterMethods, LinearEnhancementDifferentiatesAcrossTheStrike) {
 TEST_F(FilterMethods, LowLatitudeReductionIsExactAtTheTrueInclinationAndStableAtZero) {
   const Field pole = dipole(8, {0, 0, 1}, {0, 0, 1});
   const auto f30 = unit(30, 15);
-  ASSERT_TRUE(runLowLatitudePole(put(makeGrid(dipole(8, f30, f30))), dir_.file("out.grd"), 30,
-                                 15, 0)
-                  .ok);
+  ASSERT_TRUE(
+      runLowLatitudePole(put(makeGrid(dipole(8, f30, f30))), dir_.file("out.grd"), 30, 15, 0).ok);
   EXPECT_LT(misfit(get("out.grd"), pole), 0.01);
   // At the equator the plain reduction divides by zero; the amplitude correction keeps it
   // finite, its peak over the source and no larger than the pole field's.
   for (double inc : {0.0, 5.0}) {
     const auto f = unit(inc, 15);
-    ASSERT_TRUE(runLowLatitudePole(put(makeGrid(dipole(8, f, f))), dir_.file("out.grd"), inc,
-                                   15, 20)
-                    .ok);
+    ASSERT_TRUE(
+        runLowLatitudePole(put(makeGrid(dipole(8, f, f))), dir_.file("out.grd"), inc, 15, 20).ok);
     const Grid out = get("out.grd");
     int best = 0;
     for (int i = 1; i < kSide * kSide; ++i)
@@ -192,8 +195,8 @@ TEST_F(FilterMethods, LowLatitudeComponentTakesItsDirectionFromTheGrids) {
   const auto f = unit(30, 15);
   const std::string in = put(makeGrid(dipole(8, f, f)));
   const std::string inc = put(makeGrid([](double, double) { return 30.0; }, 8), "inc.grd");
-  const std::string dec = put(makeGrid([](double e, double) { return 10.0 + e * 10 / 7; }, 8),
-                              "dec.grd");
+  const std::string dec =
+      put(makeGrid([](double e, double) { return 10.0 + e * 10 / 7; }, 8), "dec.grd");
   FilterParams seen;
   closed::installComponentParamDialog([&](const std::string&, FilterParams& params) {
     seen = params;

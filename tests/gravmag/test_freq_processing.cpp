@@ -246,7 +246,7 @@ TEST_F(FreqTool, RefusalsWriteNothing) {
   row.header.nx = 10;
   row.header.ny = 1;
   row.nodes.assign(10, 1.0f);
-  refused(job, row, kErrOverflow);  // the fit's first division is 0/0
+  refused(job, row, kErrOverflow);                            // the fit's first division is 0/0
   refused(job, makeGrid(pointMass(3), 7), kErrDivideByZero);  // 7 padded to 8: no taper step
   FreqJob pole;
   pole.mode = kModePole;
@@ -268,8 +268,8 @@ TEST(FreqToolCli, ContinuesAGridAndRefusesTheComponentsMethods) {
   test::TempDir dir;
   const Grid g = makeGrid(pointMass(10), 64);
   ASSERT_TRUE(writeGrid(dir.file("a.grd"), kGridMagicB, "", g.header, g.nodes));
-  auto r = test::runCli("fft --mode 220 --grid " + dir.file("a.grd") + " -o " +
-                        dir.file("b.grd") + " --par1 -2");
+  auto r = test::runCli("fft --mode 220 --grid " + dir.file("a.grd") + " -o " + dir.file("b.grd") +
+                        " --par1 -2");
   EXPECT_EQ(r.status, 0) << r.out;
   EXPECT_NE(r.out.find(kMsgFreqDone), std::string::npos);
   GridReadResult out = readGrid(dir.file("b.grd"));

@@ -32,8 +32,8 @@ bool sameBits(const std::vector<CFloat>& a, const std::vector<CFloat>& b) {
 }
 
 TEST(PaddedSize, SmallestPowerOfTwoNotBelow) {
-  const std::pair<int, int> cases[] = {{1, 1},       {2, 2},       {3, 4},       {5, 8},
-                                       {6, 8},       {100, 128},   {1024, 1024}, {1025, 2048},
+  const std::pair<int, int> cases[] = {{1, 1},       {2, 2},       {3, 4},        {5, 8},
+                                       {6, 8},       {100, 128},   {1024, 1024},  {1025, 2048},
                                        {4095, 4096}, {4096, 4096}, {32767, 32768}};
   for (auto [n, size] : cases) {
     EXPECT_EQ(paddedSize(n).size, size) << n;
@@ -78,8 +78,7 @@ void referenceFft2d(std::vector<CFloat>& a, int nxp, int nyp, int d) {
   for (int c = 0; c < nxp; ++c) {
     for (int r = 0; r < nyp; ++r) re[r] = a[r * nxp + c].re, im[r] = a[r * nxp + c].im;
     fft1d(re.data(), im.data(), nyp, paddedSize(nyp).power);
-    for (int r = 0; r < nyp; ++r)
-      a[r * nxp + c] = {re[r] / cc, im[r] / cc * static_cast<float>(d)};
+    for (int r = 0; r < nyp; ++r) a[r * nxp + c] = {re[r] / cc, im[r] / cc * static_cast<float>(d)};
   }
 }
 

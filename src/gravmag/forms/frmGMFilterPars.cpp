@@ -67,10 +67,9 @@ namespace {
 
 // The components ask through this window wherever the workbench runs them.
 const bool installed = [] {
-  closed::installComponentParamDialog(
-      [](const std::string& title, gravmag::FilterParams& params) {
-        return askComponentParams(QApplication::activeWindow(), title, params);
-      });
+  closed::installComponentParamDialog([](const std::string& title, gravmag::FilterParams& params) {
+    return askComponentParams(QApplication::activeWindow(), title, params);
+  });
   return true;
 }();
 

@@ -324,14 +324,14 @@ void frmGMFreqProcs::done(int r) {
 
 namespace {
 
-const ToolWindowRegistrar registerFreqProcs{
-    "frmGMFreqProcs", [](QWidget* parent, int mode) -> QWidget* {
-      // The form does nothing without a mode of its own.
-      if (!isFreqMode(mode)) return nullptr;
-      auto* w = new frmGMFreqProcs(parent, mode);
-      w->load();
-      return w;
-    }};
+const ToolWindowRegistrar registerFreqProcs{"frmGMFreqProcs",
+                                            [](QWidget* parent, int mode) -> QWidget* {
+                                              // The form does nothing without a mode of its own.
+                                              if (!isFreqMode(mode)) return nullptr;
+                                              auto* w = new frmGMFreqProcs(parent, mode);
+                                              w->load();
+                                              return w;
+                                            }};
 
 }  // namespace
 
