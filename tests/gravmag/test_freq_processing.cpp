@@ -230,6 +230,20 @@ TEST_F(FreqTool, ResultsDoNotDependOnTheThreads) {
   EXPECT_EQ(test::readFile(dir_.file("out.grd")), one);
 }
 
+TEST_F(FreqTool, AStoppedRunWritesNothing) {
+  FreqJob job;
+  job.mode = kModeTotalGradient;
+  job.inputPath = put(makeGrid(pointMass(6), 120));
+  job.outputPath = dir_.file("out.grd");
+  Progress progress;
+  int pumps = 0;
+  progress.setPumpHook([&] { return ++pumps < 3; });
+  const FreqRunResult r = runFreqProcessing(job, progress);
+  EXPECT_TRUE(r.cancelled);
+  EXPECT_FALSE(r.outcome.ok);
+  EXPECT_FALSE(std::filesystem::exists(dir_.file("out.grd")));
+}
+
 TEST_F(FreqTool, RefusalsWriteNothing) {
   auto refused = [&](FreqJob job, const Grid& g, const std::string& text) {
     std::filesystem::remove(dir_.file("out.grd"));

@@ -10,6 +10,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 
+#include "app/frm_main.h"
 #include "app/messages.h"
 #include "app/tool_registry.h"
 #include "gravmag/forms/frmGMFilterPars.h"
@@ -207,6 +208,41 @@ TEST_F(FreqProcsWindow, InformationViewShowsTheHeader) {
   w->flstGrd->setCurrentRow(1);  // bad.grd
   w->cboGrdInfo->click();
   EXPECT_EQ(boxes.texts, std::vector<std::string>{"非Sarnoth网格数据."});
+}
+
+TEST_F(FreqProcsWindow, LowLatitudeCommandAsksFourGridsAndItsParameters) {
+  addGrid("dt.grd", 32);
+  writeGridFile(area("Grid_dat/inc.grd"), "#SRNTHGRIDB#", 2, 1, 0, 0, 1, 1);  // 0 and 1: mean 0.5
+  auto pick = [](const char* name) {
+    return [name](QWidget* w) {
+      if (!*name) {
+        w->findChild<QPushButton*>("btnCancel")->click();
+        return;
+      }
+      auto* list = w->findChild<QListWidget*>("flstGridFiles");
+      auto items = list->findItems(u8(name), Qt::MatchExactly);
+      if (!items.isEmpty())
+        list->setCurrentItem(items.front());
+      else
+        w->findChild<QLineEdit*>("txtFile")->setText(u8(name));
+      w->findChild<QPushButton*>("btnSure")->click();
+    };
+  };
+  std::vector<double> shown;
+  ModalScript script({pick("dt.grd"), pick("pole"), pick("inc.grd"), pick(""), [&](QWidget* d) {
+                        auto* pars = qobject_cast<frmGMFilterPars*>(d);
+                        ASSERT_NE(pars, nullptr);
+                        for (QLineEdit* t : pars->txtPar) shown.push_back(t->text().toDouble());
+                        pars->btnSure->click();
+                      }});
+  FrmMain main;
+  ScriptedMessages boxes;
+  main.runCommand("mnuToPoleLower");
+  EXPECT_EQ(shown, (std::vector<double>{0.5, 0, 20}));  // I from the grid, D not given
+  EXPECT_EQ(boxes.texts, std::vector<std::string>{"重磁数据处理成功！"});
+  GridReadResult out = readGrid(area("Grid_dat/pole.grd"));
+  ASSERT_TRUE(out.ok());
+  EXPECT_EQ(out.grid.header.method, "低纬度化极");
 }
 
 }  // namespace
