@@ -11,7 +11,7 @@ namespace sarnoth::cli {
 namespace {
 
 const char* kFilterUsage =
-    "usage: sarnoth-cli filter --code N --grid IN -o OUT [parameters] [--threads N]\n"
+    "usage: sarnoth-cli filter --code N --grid IN -o OUT [parameters]\n"
     "\n"
     "  The filter component's methods, through the same call as the window makes:\n"
     "    8  compensated smoothing     --half-width M (2) --passes N (3)\n"

@@ -26,7 +26,7 @@
 //   3  linear enhancement ("线性增强"): the n-th derivative across a strike φ (from north,
 //      clockwise), (i·k·ν)^n with ν = (−sin φ, cos φ) in (north, east), after an upward
 //      continuation by h (e^(−|k|h)) that keeps noise down: lineaments of that strike stand out.
-//      Blakely (1995) §12.1–12.2; Cooper & Cowan (2006) Computers & Geosciences 32, 1585–1591.
+//      Blakely (1995) §12.1–12.2 (directional derivatives and continuation).
 //   7  conversion to any direction ("任意方向转换"): the component of the anomalous field along
 //      (Ia, Da) from ΔT measured along (I, D): Θa/Θf. Gunn (1975) Geophys. Prospecting 23,
 //      300–312.

@@ -23,8 +23,8 @@
 // Magnetic Applications, §12.1–12.3; matched filter, Spector & Grant (1970) Geophysics 35,
 // 293–302 and Syberg (1972) Geophys. Prospecting 20, 47–75; pseudo-gravity, Baranov (1957)
 // Geophysics 22, 359–383; reduction to the pole, Baranov & Naudy (1964) Geophysics 29, 67–79;
-// apparent susceptibility mapping, Grant (1973) Geoexploration 11, 89–93 (the block response
-// 2·sin(u/2)/u per axis).
+// apparent susceptibility, the field of a layer of vertical prisms, whose horizontal response
+// per axis is the block response 2·sin(u/2)/u (Bhattacharyya (1966) Geophysics 31, 97–121).
 //
 // Accuracy: factors in double, elements stored in single. The continuation exponent is clamped
 // to ±75 (a factor of e^75 ≈ 4e32 at most), the matched filter's to 75.
