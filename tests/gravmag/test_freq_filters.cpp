@@ -140,6 +140,15 @@ TEST(RowFilters, PseudoGravityAndSusceptibilityRefuseAZeroField) {
   EXPECT_NEAR(row[3].re, row[1].re, 1e-6);
   row = ones();
   EXPECT_FALSE(susceptibilityRows(kFrame, 0.0f, 0.5f)(row.data(), 1));
+  // H below 1 takes S = s: at row 2, column 2, F = 4·sin(u/2)·sin(v/2)·s/(v·u), divided by
+  // F·2π·T.
+  row = ones();
+  ASSERT_TRUE(susceptibilityRows(kFrame, 0.54f, 0.5f)(row.data(), 2));
+  const double u = kTwoPiC2 / 4, v = kTwoPiC2 / 4, s = std::hypot(u, v);
+  const double F = 4 * std::sin(0.5 * u) * std::sin(0.5 * v) * s / (v * u);
+  EXPECT_NEAR(row[1].re, 1.0 / (F * kTwoPiC2 * 0.54f), 1e-6);
+  // Column 1 of row 2: F = 2·sin(v/2)·S/v.
+  EXPECT_NEAR(row[0].re, 1.0 / (2 * std::sin(0.5 * v) * v / v * kTwoPiC2 * 0.54f), 1e-6);
 }
 
 }  // namespace
