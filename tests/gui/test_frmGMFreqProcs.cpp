@@ -186,6 +186,23 @@ TEST_F(FreqProcsWindow, HandsTheComponentsMethodsToTheComponent) {
   EXPECT_FALSE(std::filesystem::exists(area("Grid_dat/reg.grd")));
 }
 
+TEST_F(FreqProcsWindow, ViewerButtonShowsTheSelectedGrid) {
+  addGrid("a.grd");
+  addGrid("b.grd");
+  std::string picked;
+  ToolWindowFactory previous =
+      registerToolWindow("frmGridToImageView", [&](QWidget*, int) -> QWidget* {
+        picked = gPickedFile;
+        return nullptr;
+      });
+  auto w = open(220);
+  w->flstGrd->setCurrentRow(1);
+  w->btnImg->click();
+  registerToolWindow("frmGridToImageView", std::move(previous));
+  EXPECT_EQ(picked, gWorkPath + "Grid_Dat\\b.grd");
+  EXPECT_TRUE(gPickedFile.empty());  // the session's answer is left as it was
+}
+
 TEST_F(FreqProcsWindow, InformationViewShowsTheHeader) {
   addGrid("a.grd");
   writeFile(area("Grid_dat/bad.grd"), std::string(120, 'x'));

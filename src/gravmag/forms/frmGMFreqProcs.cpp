@@ -118,6 +118,7 @@ void frmGMFreqProcs::buildUi() {
   for (QRadioButton* o : {optGG, optDZ, optDT}) opts->addWidget(o);
   cl->addLayout(opts, 3, 0, 1, 2);
   pl->addWidget(frmCC, 5, 0, 1, 3);
+  pl->setRowStretch(6, 1);
 
   lblNote = named(new QLabel(this), "lblNote");
   prbProgress = named(new QProgressBar(this), "prbProgress");
