@@ -177,7 +177,7 @@ Fit occam(const Problem& p, const VectorXd& x0, const MatrixXd& A, const VectorX
       double lo = best->logMu - 1, hi = best->logMu + 1;
       const double gr = 0.6180339887498949;
       Trial t1 = trial(hi - gr * (hi - lo)), t2 = trial(lo + gr * (hi - lo));
-      for (int k = 0; k < 5; ++k) {
+      for (int k = 0; k < 2; ++k) {
         if (t1.chi < t2.chi) {
           hi = t2.logMu;
           t2 = t1;
@@ -197,7 +197,7 @@ Fit occam(const Problem& p, const VectorXd& x0, const MatrixXd& A, const VectorX
       chosen = grid[k];
       if (k + 1 < grid.size()) {
         double lo = grid[k].logMu, hi = grid[k + 1].logMu;
-        for (int s = 0; s < 6; ++s) {
+        for (int s = 0; s < 3; ++s) {
           Trial mid = trial(0.5 * (lo + hi));
           if (mid.chi <= kTarget) {
             lo = mid.logMu;
