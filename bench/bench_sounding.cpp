@@ -26,7 +26,8 @@ SoundingData curve(SoundDevice d) {
   }
   std::mt19937 gen(11);
   std::normal_distribution<double> noise(0, 0.03);
-  for (double v : soundingResponse(kEarth, d, data.spacings).rho) data.rho.push_back(v * (1 + noise(gen)));
+  for (double v : soundingResponse(kEarth, d, data.spacings).rho)
+    data.rho.push_back(v * (1 + noise(gen)));
   return data;
 }
 

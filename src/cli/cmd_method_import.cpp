@@ -10,9 +10,9 @@ namespace {
 class ClashAnswers : public Interaction {
  public:
   explicit ClashAnswers(const Args& a)
-      : answer_(a.has("rename")                       ? Answer::No
+      : answer_(a.has("rename")                      ? Answer::No
                 : a.has("yes") || a.has("overwrite") ? Answer::Yes
-                                                      : Answer::Cancel) {}
+                                                     : Answer::Cancel) {}
   Answer ask(const std::string&, const std::string& text, Buttons, Icon) override {
     std::cerr << text << "\n";
     return answer_;

@@ -14,7 +14,8 @@ int runSounding(Args& a) {
   using namespace sarnoth::electric;
   const std::string job = a.pos(0), file = a.pos(1);
   if ((job != "forward" && job != "invert") || file.empty())
-    return failWith("usage: sarnoth-cli sounding forward|invert FILE -o OUT [--method marquardt|occam]");
+    return failWith(
+        "usage: sarnoth-cli sounding forward|invert FILE -o OUT [--method marquardt|occam]");
   SoundingSession s;
   std::string error;
   if (!s.load(file, error)) return failWith(error);
@@ -45,7 +46,8 @@ int runSounding(Args& a) {
   return 0;
 }
 
-CommandRegistrar reg{{"sounding", "1-D resistivity/IP sounding: forward or inverse of a sounding file",
+CommandRegistrar reg{{"sounding",
+                      "1-D resistivity/IP sounding: forward or inverse of a sounding file",
                       "sarnoth-cli sounding forward FILE.s?f -o OUT.dat\n"
                       "sarnoth-cli sounding invert FILE.s?i -o OUT.dat [--method marquardt|occam]\n"
                       "  The result text: layer table and observed/computed curves. Without -o it\n"

@@ -40,7 +40,8 @@ const char* kept(std::string text) {
 MethodImportEntry section(const std::string& menu, const char* stem, bool inverse) {
   std::vector<const char*> s;
   const int top = inverse ? 8 : 4;
-  for (int d = top; d > top - 4; --d) s.push_back(kept(std::string(".") + stem + std::to_string(d)));
+  for (int d = top; d > top - 4; --d)
+    s.push_back(kept(std::string(".") + stem + std::to_string(d)));
   return {kept(menu), s, "", s[0], kProf, inverse ? kInv : kFwd};
 }
 
@@ -76,9 +77,16 @@ std::vector<MethodImportEntry> buildTable() {
                      "您选择的地形数据已经导入到工作区中!"));
   for (bool inverse : {false, true}) {
     const char* suffix = inverse ? "Inv" : "For";
-    for (auto [name, stem] : {std::pair{"P2", "p2"}, {"P3", "p3"}, {"P4", "p4"}, {"Po", "po"},
-                              {"S2", "s2"}, {"S3", "s3"}, {"S4", "s4"}, {"So", "so"},
-                              {"Pg", "pg"}, {"Pm", "pm"}}) {
+    for (auto [name, stem] : {std::pair{"P2", "p2"},
+                              {"P3", "p3"},
+                              {"P4", "p4"},
+                              {"Po", "po"},
+                              {"S2", "s2"},
+                              {"S3", "s3"},
+                              {"S4", "s4"},
+                              {"So", "so"},
+                              {"Pg", "pg"},
+                              {"Pm", "pm"}}) {
       t.push_back(section(std::string("mnuResIP2D") + name + suffix + "DataLoad", stem, inverse));
     }
   }
@@ -87,8 +95,9 @@ std::vector<MethodImportEntry> buildTable() {
   t.push_back(plain("mnuGM3DModeDataLoad", {".mo3"}, ".mo3", kModel));
   t.push_back(plain("mnuGM3DSurfDataLoad", {".gm3"}, ".gm3", kDone));
   t.push_back(tagged("mnuDC2DTopoDataLoad", ".top", "二维电阻率法地形改正数据文件", ".top", kDone));
-  MethodImportEntry profile{"mnuDataPrevProc104", {".prf"},           "", ".prf", kProf,
-                            "剖面数据文件已导入。",  MethodCheck::ProfileMagic, RenameBy::InputBox};
+  MethodImportEntry profile{
+      "mnuDataPrevProc104",      {".prf"},          "", ".prf", kProf, "剖面数据文件已导入。",
+      MethodCheck::ProfileMagic, RenameBy::InputBox};
   t.push_back(profile);
   return t;
 }
@@ -161,8 +170,8 @@ MethodImportResult importMethodFile(const MethodImportEntry& e, const std::strin
   const std::string name = bareName(source);
   std::string target = workPath + e.targetDir + name;
   if (pathExists(target)) {
-    const Answer a = ui.ask(kTitleInfo, methodClashQuestion(name), Buttons::YesNoCancel,
-                            Icon::Question);
+    const Answer a =
+        ui.ask(kTitleInfo, methodClashQuestion(name), Buttons::YesNoCancel, Icon::Question);
     if (a == Answer::Cancel) return MethodImportResult::Cancelled;
     if (a == Answer::No) {
       RenameRequest r;

@@ -12,7 +12,8 @@
 //      under "Sarnoth提示信息", stop), or for profile files the PROFA#/PROFB# magic
 //      ("数据格式不正确，请检查", stop);
 //   2. the target: work path + directory + the source's bare name;
-//   3. a target that exists: "数据文件 <name> 已经存在，您要替换它吗？" Yes/No/Cancel. Yes copies over
+//   3. a target that exists: "数据文件 <name> 已经存在，您要替换它吗？" Yes/No/Cancel. Yes copies
+//   over
 //      it; No asks for a new name (the picker in mode 200 with the rename suffix, or for profile
 //      files an input box whose text gets ".prf"); Cancel, or no new name, ends without copying;
 //   4. the copy (overwriting), whose failure is ignored as the system ignores it;

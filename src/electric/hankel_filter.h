@@ -4,9 +4,9 @@
 // smooth in ln λ and decays (or is bounded) at both ends.
 //
 // Which filters: Guptasarma, D. and Singh, B. (1997), "New digital linear filters for Hankel J0
-// and J1 transforms", Geophysical Prospecting 45(5), 745–762, doi:10.1046/j.1365-2478.1997.500292.x:
-// the 120-point J0 and the 140-point J1 filter (coefficients in hankel_filter_coefficients.cpp,
-// published under CC BY 4.0, attribution kept there).
+// and J1 transforms", Geophysical Prospecting 45(5), 745–762,
+// doi:10.1046/j.1365-2478.1997.500292.x: the 120-point J0 and the 140-point J1 filter (coefficients
+// in hankel_filter_coefficients.cpp, published under CC BY 4.0, attribution kept there).
 //
 // Why these: on the layered-earth kernels of resistivity sounding (two-layer earth against the
 // image series, contrasts 1:100 to 100:1, r/h from 0.1 to 400) they keep the relative error below

@@ -324,13 +324,14 @@ bool readSoundingFile(const std::string& path, SoundingFile& file, std::string& 
 std::string formatSoundingFile(const SoundingFile& f) {
   const SoundDevice device = f.device();
   const bool ip = f.chargeability(), inverse = f.inverse();
-  std::string out = std::to_string(f.head.calcMode) + "," + std::to_string(f.head.paramMode) +
-                    "," + std::to_string(f.head.device) + "\n";
+  std::string out = std::to_string(f.head.calcMode) + "," + std::to_string(f.head.paramMode) + "," +
+                    std::to_string(f.head.device) + "\n";
   out += f.name + "\n";
   out += std::to_string(f.spacings.size()) + "," + std::to_string(f.model.layers()) + "\n";
   for (std::size_t j = 0; j < f.spacings.size(); ++j) {
     std::string line;
-    for (double v : spacingValues(device, f.spacings[j])) line += (line.empty() ? "" : ",") + exact(v);
+    for (double v : spacingValues(device, f.spacings[j]))
+      line += (line.empty() ? "" : ",") + exact(v);
     const double rho = j < f.rho.size() ? f.rho[j] : NULL_VALUE_D;
     const double eta = j < f.eta.size() ? f.eta[j] : NULL_VALUE_D;
     if (!isNullValue(rho) || inverse) {

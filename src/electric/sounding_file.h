@@ -105,6 +105,7 @@ bool writePositionFile(const std::string& path, const SoundingHead& head,
 // (layer, thickness, depth of the bottom, resistivity, chargeability) and the curve table
 // (spacings, observed, computed, relative misfit %), tab-separated with fixed number formats.
 std::string formatSoundingResult(const SoundingFile& file, const LayeredEarth& earth,
-                                 const SoundingResponse& computed, const InversionResult* inversion);
+                                 const SoundingResponse& computed,
+                                 const InversionResult* inversion);
 
 }  // namespace sarnoth::electric

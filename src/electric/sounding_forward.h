@@ -6,7 +6,8 @@
 //   resistivities ρ_1..ρ_n, the last a half-space) at a distance r is
 //       V(r) = I/(2π) · G(r),   G(r) = ∫₀^∞ T(λ) J₀(λr) dλ            (Koefoed 1979, ch. 2)
 //   with the resistivity transform T from Pekeris' recurrence, bottom up:
-//       T_n = ρ_n,  T_i = (T_{i+1} + ρ_i t_i) / (1 + T_{i+1} t_i / ρ_i),  t_i = tanh(λ h_i),  T = T_1.
+//       T_n = ρ_n,  T_i = (T_{i+1} + ρ_i t_i) / (1 + T_{i+1} t_i / ρ_i),  t_i = tanh(λ h_i),  T =
+//       T_1.
 //   An array A, B (current) and M, N (potential) gives
 //       ρa = [G(AM) − G(BM) − G(AN) + G(BN)] / [1/AM − 1/BM − 1/AN + 1/BN]
 //   (a remote electrode drops its terms). Where MN shrinks to nothing (the "MN=0" devices) the
@@ -82,11 +83,11 @@ struct Quadripole {
 
 // The five sounding devices of the sounding tool, numbered as the files number them.
 enum class SoundDevice : int {
-  PolePole = 1,      // "二极装置": A, M; B and N remote. Spacing AM.
-  SymmetricMN = 2,   // "对称四极装置(MN>0)": AMNB about one centre. Spacings AB/2, MN/2.
-  Symmetric = 3,     // "对称四极装置(MN=0)": ideal Schlumberger. Spacing AB/2.
-  DipoleMN = 4,      // "偶极装置(MN>0)": axial dipole-dipole A B M N. Spacings OO', AB/2, MN/2.
-  DipoleField = 5,   // "偶极装置(MN=0)": the same with the field at O'. Spacings OO', AB/2.
+  PolePole = 1,     // "二极装置": A, M; B and N remote. Spacing AM.
+  SymmetricMN = 2,  // "对称四极装置(MN>0)": AMNB about one centre. Spacings AB/2, MN/2.
+  Symmetric = 3,    // "对称四极装置(MN=0)": ideal Schlumberger. Spacing AB/2.
+  DipoleMN = 4,     // "偶极装置(MN>0)": axial dipole-dipole A B M N. Spacings OO', AB/2, MN/2.
+  DipoleField = 5,  // "偶极装置(MN=0)": the same with the field at O'. Spacings OO', AB/2.
 };
 bool isSoundDevice(int code);
 // The device's name as the dialog and the window titles write it.
@@ -121,7 +122,8 @@ class SoundingPlan {
   std::vector<double> apparentResistivity(const LayeredEarth& earth) const;
   // The same with the sensitivities: row j holds ∂ ln ρa_j / ∂ ln ρ_i (first n columns) and
   // ∂ ln ρa_j / ∂ ln h_i (the n−1 columns after).
-  std::vector<double> apparentResistivity(const LayeredEarth& earth, Eigen::MatrixXd& jacobian) const;
+  std::vector<double> apparentResistivity(const LayeredEarth& earth,
+                                          Eigen::MatrixXd& jacobian) const;
 
  private:
   struct Term {

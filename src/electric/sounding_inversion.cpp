@@ -36,9 +36,7 @@ double chiOf(const Problem& p, const VectorXd& pred) {
                    static_cast<double>(p.obs.size()));
 }
 
-VectorXd clampTo(const Problem& p, VectorXd x) {
-  return x.cwiseMax(p.lower).cwiseMin(p.upper);
-}
+VectorXd clampTo(const Problem& p, VectorXd x) { return x.cwiseMax(p.lower).cwiseMin(p.upper); }
 
 // --- Marquardt on bounded parameters -------------------------------------------------------
 
@@ -291,8 +289,8 @@ LayeredEarth occamCells(const SoundingData& data, const LayeredEarth& start, int
   }
   for (int i = 0; i < layers; ++i) {
     const double top = i == 0 ? 0 : cells.depthOf(static_cast<std::size_t>(i - 1));
-    const double centre = i + 1 < layers ? 0.5 * (top + cells.depthOf(static_cast<std::size_t>(i)))
-                                         : top * 1.2;
+    const double centre =
+        i + 1 < layers ? 0.5 * (top + cells.depthOf(static_cast<std::size_t>(i))) : top * 1.2;
     std::size_t k = 0;
     while (k + 1 < start.layers() && start.depthOf(k) < centre) ++k;
     cells.resistivity.push_back(start.resistivity[k]);
@@ -378,7 +376,8 @@ InversionResult invertSounding(const SoundingData& data, const LayeredEarth& sta
       MatrixXd full;
       rho = usedPlan.apparentResistivity(e, full);
       jacobian->resize(m, nf);
-      for (Index k = 0; k < nf; ++k) jacobian->col(k) = full.col(freeParam[static_cast<std::size_t>(k)]);
+      for (Index k = 0; k < nf; ++k)
+        jacobian->col(k) = full.col(freeParam[static_cast<std::size_t>(k)]);
     } else {
       rho = usedPlan.apparentResistivity(e);
     }
@@ -394,7 +393,8 @@ InversionResult invertSounding(const SoundingData& data, const LayeredEarth& sta
     fit.converged = true;
   } else if (occamRun) {
     VectorXd full(static_cast<Index>(n));
-    for (std::size_t i = 0; i < n; ++i) full[static_cast<Index>(i)] = std::log(earth.resistivity[i]);
+    for (std::size_t i = 0; i < n; ++i)
+      full[static_cast<Index>(i)] = std::log(earth.resistivity[i]);
     MatrixXd A;
     VectorXd c;
     roughness(freeParam, full, A, c);
@@ -441,7 +441,8 @@ InversionResult invertSounding(const SoundingData& data, const LayeredEarth& sta
       std::vector<double> eta = apparentChargeability(e, usedPlan, jacobian ? &full : nullptr);
       if (jacobian) {
         jacobian->resize(m, ne);
-        for (Index k = 0; k < ne; ++k) jacobian->col(k) = full.col(freeEta[static_cast<std::size_t>(k)]);
+        for (Index k = 0; k < ne; ++k)
+          jacobian->col(k) = full.col(freeEta[static_cast<std::size_t>(k)]);
       }
       return VectorXd(Eigen::Map<VectorXd>(eta.data(), m));
     };

@@ -55,8 +55,8 @@ enum class InversionMethod { Marquardt = 1, Occam = 2 };
 struct InversionSettings {
   InversionMethod method = InversionMethod::Marquardt;
   int maxIterations = 30;
-  double relativeError = 0.05;  // σ of the data, fraction (0.05 = 5 %)
-  double rhoMin = 0.1, rhoMax = 1e5;        // Ω·m
+  double relativeError = 0.05;                    // σ of the data, fraction (0.05 = 5 %)
+  double rhoMin = 0.1, rhoMax = 1e5;              // Ω·m
   double thicknessMin = 0.1, thicknessMax = 1e4;  // m
   int occamLayers = 20;
 };

@@ -124,7 +124,7 @@ Outcome SoundingSession::insertLayer(std::size_t before) {
   const std::size_t k = std::min(before, e.layers() - 1);
   // Split layer k in two halves (the half-space: a new layer as thick as the one above, or 10 m).
   const double h = k < e.thickness.size() ? e.thickness[k] / 2
-                                         : (e.thickness.empty() ? 10.0 : e.thickness.back());
+                                          : (e.thickness.empty() ? 10.0 : e.thickness.back());
   if (k < e.thickness.size()) e.thickness[k] = h;
   e.thickness.insert(e.thickness.begin() + static_cast<std::ptrdiff_t>(k), h);
   e.resistivity.insert(e.resistivity.begin() + static_cast<std::ptrdiff_t>(k), e.resistivity[k]);
@@ -169,7 +169,8 @@ Outcome SoundingSession::setInterfaces(const std::vector<double>& depths,
   }
   file_.model = std::move(e);
   for (std::size_t i = 0; i < known.size(); ++i)
-    file_.fixed[i] = known[i] ? (file_.fixed[i] | kFixThickness) : (file_.fixed[i] & ~kFixThickness);
+    file_.fixed[i] =
+        known[i] ? (file_.fixed[i] | kFixThickness) : (file_.fixed[i] & ~kFixThickness);
   invalidate();
   return Outcome::success();
 }
@@ -178,7 +179,8 @@ Outcome SoundingSession::setObservation(std::size_t j, double rho, double eta, b
   if (j >= file_.spacings.size()) return Outcome::failure("数据点超出范围");
   if (!isNullValue(rho) && !(std::isfinite(rho) && rho > 0))
     return Outcome::failure("视电阻率必须大于零");
-  if (file_.chargeability() && !isNullValue(eta) && !(std::isfinite(eta) && eta > -100 && eta < 100))
+  if (file_.chargeability() && !isNullValue(eta) &&
+      !(std::isfinite(eta) && eta > -100 && eta < 100))
     return Outcome::failure("视极化率必须在-100到100之间");
   file_.rho[j] = rho;
   if (file_.chargeability()) file_.eta[j] = eta;

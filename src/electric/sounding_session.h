@@ -16,15 +16,15 @@ namespace sarnoth::electric {
 // Plot data for log–log display: every series in metres and Ω·m (or %), ready to be drawn on
 // decade axes; misfit in % against the spacing on a linear axis.
 struct SoundingPlot {
-  std::vector<double> r;             // plotted spacing of each datum (AM, AB/2, OO')
-  std::vector<double> observed;      // ρa, NULL_VALUE where not observed or left out
-  std::vector<double> computed;      // ρa of the model, empty before a computation
-  std::vector<double> misfit;        // (computed − observed)/observed, %
-  std::vector<double> etaObserved;   // ηa, parameter mode 2
+  std::vector<double> r;            // plotted spacing of each datum (AM, AB/2, OO')
+  std::vector<double> observed;     // ρa, NULL_VALUE where not observed or left out
+  std::vector<double> computed;     // ρa of the model, empty before a computation
+  std::vector<double> misfit;       // (computed − observed)/observed, %
+  std::vector<double> etaObserved;  // ηa, parameter mode 2
   std::vector<double> etaComputed;
-  std::vector<double> stairDepth;    // staircase of the model: depth of each corner, m
-  std::vector<double> stairRho;      // resistivity at each corner, Ω·m
-  double rMin = 1, rMax = 10;        // decade-rounded axis ranges
+  std::vector<double> stairDepth;  // staircase of the model: depth of each corner, m
+  std::vector<double> stairRho;    // resistivity at each corner, Ω·m
+  double rMin = 1, rMax = 10;      // decade-rounded axis ranges
   double rhoMin = 1, rhoMax = 10;
 };
 

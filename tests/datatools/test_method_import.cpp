@@ -35,8 +35,9 @@ TEST_F(MethodImport, TableCoversEveryEntryOnce) {
   EXPECT_EQ(names.size(), 45u);  // 44 geophysical entries and the profile import
   const auto* p2 = findMethodImport("mnuResIP2DP2InvDataLoad");
   ASSERT_NE(p2, nullptr);
-  EXPECT_EQ(methodImportFilter(*p2),
-            "数据文件(*.p28)|*.p28|数据文件(*.p27)|*.p27|数据文件(*.p26)|*.p26|数据文件(*.p25)|*.p25");
+  EXPECT_EQ(
+      methodImportFilter(*p2),
+      "数据文件(*.p28)|*.p28|数据文件(*.p27)|*.p27|数据文件(*.p26)|*.p26|数据文件(*.p25)|*.p25");
   EXPECT_STREQ(p2->renameSuffix, ".p28");
   EXPECT_STREQ(findMethodImport("mnuMT2DGridsInfoFileLoad")->targetDir, "Prof_Dat\\2DMT\\");
   EXPECT_EQ(findMethodImport("mnuMT2DPointInfoFileLoad"), nullptr);  // opens a window instead
@@ -62,7 +63,8 @@ TEST_F(MethodImport, FirstLineMustMatch) {
   ASSERT_EQ(ui.shown.size(), 1u);
   EXPECT_EQ(ui.shown[0].rfind("Sarnoth提示信息|", 0), 0u);
   EXPECT_FALSE(test::readFile(work_ + "Prof_Dat/2DMT/bad.mt1").size());
-  EXPECT_EQ(importMethodFile(e, path("good.mt1"), work_, ui, nullptr), MethodImportResult::Imported);
+  EXPECT_EQ(importMethodFile(e, path("good.mt1"), work_, ui, nullptr),
+            MethodImportResult::Imported);
   EXPECT_EQ(test::readFile(work_ + "Prof_Dat/2DMT/good.mt1"), get("good.mt1"));
   EXPECT_EQ(ui.informed.back(), "您选择的数据已经导入到数据库中!");
 }

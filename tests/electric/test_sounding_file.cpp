@@ -58,17 +58,17 @@ TEST_F(SoundingFiles, ReadsAndWritesBackTheSameSounding) {
 
 TEST_F(SoundingFiles, BadInputLoadsNothing) {
   const std::pair<const char*, const char*> cases[] = {
-      {"1,1\n", kMsgBadInput},                        // head of two integers
-      {"a,b,c\n", kMsgBadInput},                      // not integers
-      {"1,1,7\nx\n0,1\n0,10\n", "文件头"},             // no such device
+      {"1,1\n", kMsgBadInput},              // head of two integers
+      {"a,b,c\n", kMsgBadInput},            // not integers
+      {"1,1,7\nx\n0,1\n0,10\n", "文件头"},  // no such device
       {"1,1,3\nx\n1,1\n0,50\n0,10\n", "电极距必须大于零"},
       {"1,1,3\nx\n1,1\n-2,50\n0,10\n", "电极距必须大于零"},
       {"1,1,3\nx\n1,1\n2,0\n0,10\n", "视电阻率必须大于零"},
       {"1,1,3\nx\n1,2\n2,50\n5,-10\n0,10\n", "电阻率必须大于零"},
       {"1,1,3\nx\n1,2\n2,50\n0,10\n0,10\n", "层厚必须大于零"},
       {"1,1,2\nx\n1,1\n2,3,50\n0,10\n", "MN/2必须小于AB/2"},
-      {"2,1,3\nx\n3,1\n2,50\n", "数据不完整"},          // cut short
-      {"1,1,3\nx\n99999999,1\n", "数目超出范围"},        // count past any sounding
+      {"2,1,3\nx\n3,1\n2,50\n", "数据不完整"},     // cut short
+      {"1,1,3\nx\n99999999,1\n", "数目超出范围"},  // count past any sounding
       {"1,2,3\nx\n1,1\n2,50,1\n0,10,100\n", "极化率"},
   };
   for (auto [text, want] : cases) {
@@ -131,7 +131,8 @@ TEST_F(SoundingFiles, DemoSoundingsRunThroughTheCommandLine) {
   ASSERT_TRUE(createWorkArea(work).ok);
   ASSERT_TRUE(writeDemoSoundings(work).ok);
   for (int d = 1; d <= 5; ++d) {
-    const std::string base = work + "Prof_Dat/demo_sound" + std::to_string(d) + ".s" + std::to_string(d);
+    const std::string base =
+        work + "Prof_Dat/demo_sound" + std::to_string(d) + ".s" + std::to_string(d);
     auto f = test::runCli("sounding forward " + base + "f -o " + path("f.dat"));
     EXPECT_EQ(f.status, 0) << f.out;
     auto i = test::runCli("sounding invert " + base + "i -o " + path("i.dat") +

@@ -117,10 +117,11 @@ TEST(SoundingInversion, ChargeabilityOfAPolarisableLayer) {
   SoundingData data = synthetic(truth, SoundDevice::Symmetric, 0, 5);
   LayeredEarth start{{5, 10}, {100, 10, 1000}, {}};
   InversionSettings s;
-  InversionResult r = invertSounding(data, start, {kFixResistivity | kFixThickness,
-                                                   kFixResistivity | kFixThickness,
-                                                   kFixResistivity | kFixThickness},
-                                     s);
+  InversionResult r =
+      invertSounding(data, start,
+                     {kFixResistivity | kFixThickness, kFixResistivity | kFixThickness,
+                      kFixResistivity | kFixThickness},
+                     s);
   ASSERT_TRUE(r.earth.polarisable());
   EXPECT_NEAR(r.earth.chargeability[0], 2, 0.05);
   EXPECT_NEAR(r.earth.chargeability[1], 12, 0.3);

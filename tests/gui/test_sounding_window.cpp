@@ -2,10 +2,10 @@
 // dialog, the compute guard, and a geophysical file import through its menu entry.
 #include <QAction>
 #include <QPushButton>
-#include <QToolBar>
 #include <QRadioButton>
 #include <QStatusBar>
 #include <QTableWidget>
+#include <QToolBar>
 
 #include "app/messages.h"
 #include "app/tool_registry.h"

@@ -17,8 +17,8 @@ namespace {
 std::string askNewName(QWidget* parent, const RenameRequest& r) {
   if (r.by == RenameBy::InputBox) {
     bool ok = false;
-    const QString text = QInputDialog::getText(parent, qs(r.title), qs(r.prompt),
-                                               QLineEdit::Normal, qs(r.defaultText), &ok);
+    const QString text = QInputDialog::getText(parent, qs(r.title), qs(r.prompt), QLineEdit::Normal,
+                                               qs(r.defaultText), &ok);
     return ok ? ss(text.trimmed()) : std::string();
   }
   frmSelectFiles picker(parent);
@@ -31,8 +31,7 @@ std::string askNewName(QWidget* parent, const RenameRequest& r) {
 }
 
 void runImport(const MethodImportEntry& e, QWidget* mainWindow) {
-  const std::string source =
-      askOpenFileName(mainWindow, kMethodImportTitle, methodImportFilter(e));
+  const std::string source = askOpenFileName(mainWindow, kMethodImportTitle, methodImportFilter(e));
   if (source.empty()) return;
   GuiInteraction ui(mainWindow);
   importMethodFile(e, source, gWorkPath, ui,

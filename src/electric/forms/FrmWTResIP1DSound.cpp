@@ -104,13 +104,11 @@ const MenuItem kForwardMenu[] = {{"mnuForwardInput", "正演数据输入(&I)"},
                                  {"mnuForwardCompute", "正演计算(&C)"},
                                  {"mnuForwardDraw", "正演绘图(&D)"},
                                  {"mnuForwardQuit", "退出正演(&Q)"}};
-const MenuItem kInverseMenu[] = {{"mnuInverseInput", "反演数据输入(&I)"},
-                                 {"mnuInverseDraw", "反演绘图(&D)"},
-                                 {"mnuInverseJiDianJiaoZ", "电极校正(&J)"},
-                                 {"mnuInverseDataChang", "数据修改(&M)"},
-                                 {"mnuInverseCengWei", "层位设置(&L)"},
-                                 {"mnuInverseCompute", "反演计算(&C)"},
-                                 {"mnuInverseQuit", "退出反演(&Q)"}};
+const MenuItem kInverseMenu[] = {
+    {"mnuInverseInput", "反演数据输入(&I)"},   {"mnuInverseDraw", "反演绘图(&D)"},
+    {"mnuInverseJiDianJiaoZ", "电极校正(&J)"}, {"mnuInverseDataChang", "数据修改(&M)"},
+    {"mnuInverseCengWei", "层位设置(&L)"},     {"mnuInverseCompute", "反演计算(&C)"},
+    {"mnuInverseQuit", "退出反演(&Q)"}};
 const MenuItem kHelpMenu[] = {{"mnuHelpAbout", "关于(&A)"}};
 
 }  // namespace
@@ -149,7 +147,8 @@ FrmWTResIP1DSound::FrmWTResIP1DSound(QWidget* parent) : QMainWindow(parent) {
 }
 
 void FrmWTResIP1DSound::applyRun() {
-  setWindowTitle(QString::fromStdString(soundWindowTitle(soundCalcMode, soundParamMode, soundDevice)));
+  setWindowTitle(
+      QString::fromStdString(soundWindowTitle(soundCalcMode, soundParamMode, soundDevice)));
   forwardFileGiven_ = inverseFileGiven_ = false;
   soundControl->setRun(soundCalcMode, soundParamMode, soundDevice);
 }
@@ -169,7 +168,8 @@ void FrmWTResIP1DSound::runCommand(const std::string& name) {
     showMessage(this, kTitleInfo, kMsgNoInverseFile);
     return;
   }
-  if (name == "mnuForwardQuit" || name == "mnuInverseQuit") forwardFileGiven_ = inverseFileGiven_ = false;
+  if (name == "mnuForwardQuit" || name == "mnuInverseQuit")
+    forwardFileGiven_ = inverseFileGiven_ = false;
   soundControl->command(name);
 }
 
@@ -219,8 +219,8 @@ std::string FrmWTResIP1DSound::requestFile(closed::SoundRequest request) {
     case SoundRequest::OpenInverseFile:
       return openChecked(true);
     case SoundRequest::OpenPositionFile: {
-      const std::string path = askOpenFileName(this, kPositionOpenTitle, "*.pos|*.pos",
-                                               gWorkPath + "Prof_Dat\\");
+      const std::string path =
+          askOpenFileName(this, kPositionOpenTitle, "*.pos|*.pos", gWorkPath + "Prof_Dat\\");
       return path.size() < 4 ? std::string() : path;
     }
     case SoundRequest::SaveForwardResult:

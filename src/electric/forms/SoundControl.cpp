@@ -120,7 +120,8 @@ struct LogAxis {
     return p0 + (p1 - p0) * (std::log10(v) - std::log10(lo)) / (std::log10(hi) - std::log10(lo));
   }
   double unmap(double p) const {
-    return std::pow(10.0, std::log10(lo) + (p - p0) / (p1 - p0) * (std::log10(hi) - std::log10(lo)));
+    return std::pow(10.0,
+                    std::log10(lo) + (p - p0) / (p1 - p0) * (std::log10(hi) - std::log10(lo)));
   }
 };
 
@@ -161,7 +162,10 @@ void SoundingPlotView::paintEvent(QPaintEvent*) {
     bool first = true;
     for (std::size_t j = 0; j < plot_.r.size(); ++j) {
       const QPointF p(x.map(plot_.r[j]), y.map(plot_.computed[j]));
-      if (first) path.moveTo(p); else path.lineTo(p);
+      if (first)
+        path.moveTo(p);
+      else
+        path.lineTo(p);
       first = false;
     }
     g.setPen(QPen(QColor(200, 30, 30), 2));
@@ -187,7 +191,8 @@ void SoundingPlotView::paintEvent(QPaintEvent*) {
     if (isNullValue(plot_.misfit[j])) continue;
     const double v = std::clamp(plot_.misfit[j], -10.0, 10.0);
     const double px = x.map(plot_.r[j]);
-    g.drawLine(QPointF(px, m.center().y()), QPointF(px, m.center().y() - v / 10.0 * m.height() / 2));
+    g.drawLine(QPointF(px, m.center().y()),
+               QPointF(px, m.center().y() - v / 10.0 * m.height() / 2));
   }
   // Staircase: resistivity across, depth down.
   const QRectF s(width() * 0.62 + 50, c.top(), width() * 0.38 - 70, m.bottom() - c.top());
@@ -199,13 +204,17 @@ void SoundingPlotView::paintEvent(QPaintEvent*) {
   for (std::size_t i = 0; i < plot_.stairDepth.size(); ++i) {
     const double z = std::max(plot_.stairDepth[i], plot_.rMin);
     const QPointF p(sx.map(plot_.stairRho[i]), sz.map(std::min(z, plot_.rMax)));
-    if (i == 0) stair.moveTo(p); else stair.lineTo(p);
+    if (i == 0)
+      stair.moveTo(p);
+    else
+      stair.lineTo(p);
   }
   g.setPen(QPen(QColor(120, 60, 0), 2));
   g.drawPath(stair);
   if (eta_ && !plot_.etaComputed.empty()) {
     g.setPen(Qt::darkGray);
-    g.drawText(QRectF(c.left(), m.bottom() + 1, c.width(), 12), Qt::AlignLeft, "视极化率见结果文件");
+    g.drawText(QRectF(c.left(), m.bottom() + 1, c.width(), 12), Qt::AlignLeft,
+               "视极化率见结果文件");
   }
 }
 
@@ -378,14 +387,15 @@ void SoundControl::refresh() {
                .arg(r->iterations)
                .arg(r->converged ? "" : "\n未收敛");
   else if (session_.computed())
-    info = QString("拟合差 %1%").arg(electric::rmsMisfitPercent(session_.file().rho,
-                                                               session_.response()->rho, [&] {
-                                                                 std::vector<bool> u;
-                                                                 for (double v : session_.file().rho)
-                                                                   u.push_back(!isNullValue(v));
-                                                                 return u;
-                                                               }()),
-                                      0, 'f', 2);
+    info = QString("拟合差 %1%")
+               .arg(electric::rmsMisfitPercent(session_.file().rho, session_.response()->rho,
+                                               [&] {
+                                                 std::vector<bool> u;
+                                                 for (double v : session_.file().rho)
+                                                   u.push_back(!isNullValue(v));
+                                                 return u;
+                                               }()),
+                    0, 'f', 2);
   lblInfo->setText(info);
   reportState();
 }
@@ -404,8 +414,8 @@ void SoundControl::fillLayers() {
   tblLayers->setRowCount(session_.loaded() ? static_cast<int>(e.layers()) : 0);
   for (int i = 0; session_.loaded() && i < static_cast<int>(e.layers()); ++i) {
     const auto k = static_cast<std::size_t>(i);
-    tblLayers->setItem(i, 0, k < e.thickness.size() ? new QTableWidgetItem(num(e.thickness[k]))
-                                                    : fixedItem("∞"));
+    tblLayers->setItem(
+        i, 0, k < e.thickness.size() ? new QTableWidgetItem(num(e.thickness[k])) : fixedItem("∞"));
     tblLayers->setItem(i, 1, new QTableWidgetItem(num(e.resistivity[k])));
     int col = 2;
     if (ip) tblLayers->setItem(i, col++, new QTableWidgetItem(num(e.chargeability[k])));
@@ -506,7 +516,8 @@ frmSoundData::frmSoundData(SoundingSession& session, QWidget* parent)
   for (int j = 0; j < tblData->rowCount(); ++j) {
     const auto k = static_cast<std::size_t>(j);
     const auto cells = spacingCells(f.device(), f.spacings[k]);
-    for (int c = 0; c < cols; ++c) tblData->setItem(j, c, fixedItem(num(cells[static_cast<std::size_t>(c)])));
+    for (int c = 0; c < cols; ++c)
+      tblData->setItem(j, c, fixedItem(num(cells[static_cast<std::size_t>(c)])));
     tblData->setItem(j, cols, new QTableWidgetItem(num(f.rho[k], 3)));
     if (f.chargeability()) tblData->setItem(j, cols + 1, new QTableWidgetItem(num(f.eta[k], 3)));
     tblData->setItem(j, header.size() - 1, checkItem(session.use()[k]));
