@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <thread>
 #include <utility>
 
 #include "prep/parallel_rows.h"
@@ -145,7 +146,10 @@ bool fft2d(CFloat* spec, int nxp, int nyp, int direction, const Fft2dOptions& op
   const int columns = options.columnsNeeded < 0 ? nxp : std::min(options.columnsNeeded, nxp);
   const long long rowBatches = (nyp + B - 1) / B, colBatches = (columns + B - 1) / B;
   const long long total = rowBatches + colBatches;
-  const int threads = options.threads > 0 ? options.threads : detail::defaultRowThreads();
+  const int threads =
+      options.threads > 0
+          ? options.threads
+          : std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, 16);
   std::atomic<bool> stop{false};
   long long done = 0;  // batches of the calling thread's bands, for the tick
   // Called by band 0 after each batch; the other bands only look at the flag.
@@ -166,8 +170,8 @@ bool fft2d(CFloat* spec, int nxp, int nyp, int direction, const Fft2dOptions& op
   {
     const Radix2Plan plan(nxp);
     const int batches = static_cast<int>(rowBatches);
-    detail::forRowBandsOn(
-        options.threads, batches,
+    detail::forRowBands(
+        batches,
         [&](int b0, int b1, int band) {
           std::vector<LaneVector> rv(static_cast<std::size_t>(nxp)), iv(rv.size());
           float* re = reinterpret_cast<float*>(rv.data());
@@ -195,15 +199,15 @@ bool fft2d(CFloat* spec, int nxp, int nyp, int direction, const Fft2dOptions& op
             step(band);
           }
         },
-        1);
+        1, options.threads);
   }
 
   if (stop) return false;
   // Columns, eight neighbours at a time: one cache line of each row feeds a batch.
   const Radix2Plan plan(nyp);
   const int batches = static_cast<int>(colBatches);
-  detail::forRowBandsOn(
-      options.threads, batches,
+  detail::forRowBands(
+      batches,
       [&](int b0, int b1, int band) {
         std::vector<LaneVector> rv(static_cast<std::size_t>(nyp)), iv(rv.size());
         float* re = reinterpret_cast<float*>(rv.data());
@@ -230,7 +234,7 @@ bool fft2d(CFloat* spec, int nxp, int nyp, int direction, const Fft2dOptions& op
           step(band);
         }
       },
-      1);
+      1, options.threads);
   return !stop;
 }
 

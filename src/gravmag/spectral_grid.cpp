@@ -75,8 +75,8 @@ class SpectrumBuffer {
 bool allFinite(const CFloat* a, std::size_t n, int threads) {
   std::atomic<bool> ok{true};
   const int rows = static_cast<int>((n + 65535) / 65536);
-  detail::forRowBandsOn(
-      threads, rows,
+  detail::forRowBands(
+      rows,
       [&](int b, int e, int) {
         const std::size_t lo = static_cast<std::size_t>(b) * 65536;
         const std::size_t hi = std::min(n, static_cast<std::size_t>(e) * 65536);
@@ -86,7 +86,7 @@ bool allFinite(const CFloat* a, std::size_t n, int threads) {
             return;
           }
       },
-      1);
+      1, threads);
   return ok;
 }
 
@@ -123,8 +123,8 @@ PlaneFit fitNullPlane(const float* grid, int nx, int ny, int degree) {
     };
     const int blocks = (ny + kFitRows - 1) / kFitRows;
     std::vector<Sums> part(static_cast<std::size_t>(blocks));
-    detail::forRowBandsOn(
-        0, blocks,
+    detail::forRowBands(
+        blocks,
         [&](int b0, int b1, int) {
           for (int blk = b0; blk < b1; ++blk) {
             Sums& S = part[static_cast<std::size_t>(blk)];
@@ -144,7 +144,7 @@ PlaneFit fitNullPlane(const float* grid, int nx, int ny, int degree) {
             }
           }
         },
-        1);
+        1, 0);
     for (const Sums& S : part)
       for (int i = 0; i < 3; ++i) {
         b[static_cast<std::size_t>(i)] += S.rhs[i];
@@ -395,8 +395,8 @@ SpectralResult applySpectral(const std::vector<float>& grid, int nx, int ny, flo
   SpectrumBuffer spec(static_cast<std::size_t>(nxp) * nyp);
   const std::size_t s = static_cast<std::size_t>(nxp);
   std::atomic<bool> extended{true};
-  detail::forRowBandsOn(
-      threads, ny,
+  detail::forRowBands(
+      ny,
       [&](int r0, int r1, int) {
         std::vector<float> row(s);
         for (int r = r0; r < r1; ++r) {
@@ -410,7 +410,7 @@ SpectralResult applySpectral(const std::vector<float>& grid, int nx, int ny, flo
           for (int c = 0; c < nxp; ++c) dst[c] = {row[static_cast<std::size_t>(c)], 0.0f};
         }
       },
-      16);
+      16, threads);
   if (!extended) {
     res.failure = kErrDivideByZero;
     return res;
@@ -479,7 +479,7 @@ SpectralResult applySpectral(const std::vector<float>& grid, int nx, int ny, flo
       if (stage.ordered)
         filterBand(0, halfRows, 0);
       else
-        detail::forRowBandsOn(threads, halfRows, filterBand, 16);
+        detail::forRowBands(halfRows, filterBand, 16, threads);
     }
     if (!divided) {
       res.failure = kErrDivideByZero;

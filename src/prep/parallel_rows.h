@@ -6,21 +6,16 @@
 
 #include <algorithm>
 #include <thread>
-#include <utility>
 #include <vector>
 
 namespace sarnoth::detail {
 
-// The threads forRowBands uses when not told: one per core, at most 16.
-inline int defaultRowThreads() {
-  return std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, 16);
-}
-
 // Calls fn(rowBegin, rowEnd, threadIndex) for disjoint bands that cover [0, rows), on at most
-// `threads` threads (0: one per core). Band 0 runs on the calling thread.
+// maxThreads threads (0: as many as there are cores, up to 16).
 template <class Fn>
-void forRowBandsOn(int threads, int rows, Fn&& fn, int minRowsPerThread = 4) {
-  if (threads <= 0) threads = defaultRowThreads();
+void forRowBands(int rows, Fn&& fn, int minRowsPerThread = 4, int maxThreads = 0) {
+  int hw = static_cast<int>(std::thread::hardware_concurrency());
+  int threads = std::clamp(maxThreads > 0 ? maxThreads : hw, 1, 16);
   threads = std::max(1, std::min(threads, rows / std::max(1, minRowsPerThread)));
   if (threads <= 1) {
     fn(0, rows, 0);
@@ -36,12 +31,6 @@ void forRowBandsOn(int threads, int rows, Fn&& fn, int minRowsPerThread = 4) {
   for (int t = 1; t < threads; ++t) pool.emplace_back(band, t);
   band(0);
   for (auto& th : pool) th.join();
-}
-
-// Calls fn(rowBegin, rowEnd, threadIndex) for disjoint bands that cover [0, rows).
-template <class Fn>
-void forRowBands(int rows, Fn&& fn, int minRowsPerThread = 4) {
-  forRowBandsOn(0, rows, std::forward<Fn>(fn), minRowsPerThread);
 }
 
 }  // namespace sarnoth::detail
