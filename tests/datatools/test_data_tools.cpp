@@ -36,7 +36,7 @@ TEST_F(DataToolsTest, StatementsAndQueries) {
   EXPECT_TRUE(r.truncated);
   Outcome bad = runStatement(db, "Selec * From [样品]", r);
   EXPECT_FALSE(bad.ok);
-  EXPECT_NE(bad.message.find("syntax"), std::string::npos) << bad.message;
+  EXPECT_NE(bad.message.find("Selec"), std::string::npos) << bad.message;
   EXPECT_FALSE(runStatement(db, "  ", r).ok);
 }
 
