@@ -25,9 +25,9 @@ namespace sarnoth {
 namespace fs = std::filesystem;
 namespace {
 
-// Limits of the reading child. Its address space may grow this far beyond the parent's; a
-// runaway allocation in libmdb ends there. The CPU limit backs up the silence timeout.
-constexpr rlim_t kChildHeadroomBytes = 96ull << 20;
+// Limits of the reading child. Its address space may grow this far (plus twice the file's size)
+// beyond the parent's; a runaway allocation in libmdb ends there. The CPU limit backs up the silence timeout.
+constexpr rlim_t kChildHeadroomBytes = 48ull << 20;
 constexpr int kSilenceSeconds = 5;
 constexpr std::uint32_t kMaxString = 64u << 20;
 constexpr std::uint32_t kMaxColumns = 255;  // Jet's own limit
@@ -110,8 +110,12 @@ FieldDef fieldOf(const MdbHandle* mdb, const MdbColumn* col) {
     case MDB_MEMO:
       f.type = JetType::Memo;
       break;
+    case MDB_OLE:
+    case MDB_BINARY:
+      f.type = JetType::Other;  // kept as their bytes
+      break;
     default:
-      f.type = JetType::Memo;
+      f.type = JetType::Memo;  // replication ids and the like come as text
       break;  // replication ids and the like come as text
   }
   return f;
@@ -213,6 +217,14 @@ void limitChild(rlim_t addressSpace, rlim_t cpuSeconds) {
         }
         if (lens[c] == 0 && col->cur_value_len == 0) {
           out.byte(0);
+          continue;
+        }
+        if (col->col_type == MDB_OLE) {
+          std::size_t size = 0;
+          void* bytes = mdb_ole_read_full(mdb, col, &size);
+          out.byte(3);
+          out.str(bytes ? std::string(static_cast<const char*>(bytes), size) : std::string());
+          std::free(bytes);
           continue;
         }
         const unsigned char* raw = nullptr;
@@ -400,7 +412,9 @@ std::string readInChild(const std::string& path, const std::string& shown, bool 
   auto size = static_cast<long long>(fs::file_size(path, ec));
   int fds[2];
   if (pipe2(fds, O_CLOEXEC) != 0) return "无法启动Jet数据库读取进程";
-  rlim_t space = static_cast<rlim_t>(addressSpaceNow()) + kChildHeadroomBytes;
+  // An OLE object is read whole, and none is larger than the file that holds it.
+  rlim_t space = static_cast<rlim_t>(addressSpaceNow()) + kChildHeadroomBytes +
+                 2 * static_cast<rlim_t>(size);
   rlim_t cpu = static_cast<rlim_t>(20 + size / (1 << 20) * 4);
   pid_t pid = fork();
   if (pid < 0) {

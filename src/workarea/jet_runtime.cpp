@@ -326,7 +326,8 @@ std::string withGrouping(const std::string& digits) {
 // Fixed notation with `decimals` places, half to even on the decimal value printed.
 std::string fixed(double v, int decimals, bool group) {
   char buf[400];
-  double scaled = roundHalfEven(v * std::pow(10.0, decimals)) / std::pow(10.0, decimals);
+  // Format rounds half away from zero (Round and the integer conversions round half to even).
+  double scaled = std::round(v * std::pow(10.0, decimals)) / std::pow(10.0, decimals);
   std::snprintf(buf, sizeof buf, "%.*f", decimals, std::fabs(scaled));
   std::string s = buf;
   std::string intPart = s.substr(0, s.find('.'));
@@ -802,6 +803,13 @@ void fnLike(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
   sqlite3_result_int(ctx, likeMatch(*pat, s) ? 1 : 0);
 }
 
+// A date's serial number (CDbl, CSng … of a date).
+void fnSerial(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
+  NULL_IN_NULL_OUT;
+  double l;
+  if (linearArg(ctx, argv[0], l)) sqlite3_result_double(ctx, serialOfLinear(l));
+}
+
 void fnDateKey(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
   NULL_IN_NULL_OUT;
   double l;
@@ -1166,25 +1174,16 @@ void fnString(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
 }
 void fnReplace(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
   NULL_IN_NULL_OUT;
-  auto s = codePoints(valueText(argv[0]));
-  auto f = codePoints(valueText(argv[1]));
-  auto r = valueText(argv[2]);
-  if (f.empty()) return resultText(ctx, fromCodePoints(s));
-  std::vector<char32_t> fs = f, ss = s;
-  for (auto& c : fs) c = foldCase(c);
-  for (auto& c : ss) c = foldCase(c);
+  // Replace compares binary, as its default compare argument says.
+  std::string s = valueText(argv[0]);
+  std::string f = valueText(argv[1]);
+  std::string r = valueText(argv[2]);
+  if (f.empty()) return resultText(ctx, s);
   std::string out;
-  std::size_t i = 0;
-  while (i < s.size()) {
-    if (i + f.size() <= s.size() &&
-        std::equal(fs.begin(), fs.end(), ss.begin() + static_cast<std::ptrdiff_t>(i))) {
-      out += r;
-      i += f.size();
-    } else {
-      encode(s[i++], out);
-    }
-  }
-  resultText(ctx, out);
+  std::size_t at = 0;
+  for (std::size_t k; (k = s.find(f, at)) != std::string::npos; at = k + f.size())
+    out += s.substr(at, k - at) + r;
+  resultText(ctx, out + s.substr(at));
 }
 void fnReverse(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
   NULL_IN_NULL_OUT;
@@ -1689,7 +1688,17 @@ std::string numberText(double v, bool single) {
   return mant + "E" + sign + digits;
 }
 
-int compareText(std::string_view a, std::string_view b) {
+namespace {
+
+// The base letter of an accented Latin-1 letter, as the primary weight of the sort order.
+char32_t baseLetter(char32_t c) {
+  static const char kBase[] = "aaaaaaaceeeeiiiidnooooo?ouuuuy?y";  // U+00E0 … U+00FF
+  if (c == 0xDF) return 's';
+  if (c >= 0xE0 && c <= 0xFF && kBase[c - 0xE0] != '?') return static_cast<char32_t>(kBase[c - 0xE0]);
+  return c;
+}
+
+int comparePass(std::string_view a, std::string_view b, bool primary, bool& sawOther) {
   const char* p = a.data();
   const char* pe = p + a.size();
   const char* q = b.data();
@@ -1703,14 +1712,29 @@ int compareText(std::string_view a, std::string_view b) {
       ++p;
       ++q;
     } else {
+      sawOther = true;
       x = foldCase(decode(p, pe));
       y = foldCase(decode(q, qe));
+      if (primary) {
+        x = baseLetter(x);
+        y = baseLetter(y);
+      }
     }
     if (x != y) return x < y ? -1 : 1;
   }
   if (p < pe) return 1;
   if (q < qe) return -1;
   return 0;
+}
+
+}  // namespace
+
+// Case-blind; accents weigh less than letters (a < ä < b), as in Jet's General sort order.
+int compareText(std::string_view a, std::string_view b) {
+  bool other = false;
+  int r = comparePass(a, b, true, other);
+  if (r != 0 || !other) return r;
+  return comparePass(a, b, false, other);
 }
 
 std::string upperText(std::string_view s) {
@@ -1740,6 +1764,7 @@ void registerRuntime(sqlite3* db) {
       {"jet_single_text", 1, fnSingleText},
       {"jet_like", 2, fnLike},
       {"jet_datekey", 1, fnDateKey},
+      {"jet_serial", 1, fnSerial},
       {"jet_date_plus", 2, fnDatePlus},
       {"jet_date_minus", 2, fnDateMinus},
       {"jet_long", 1, fnLong},

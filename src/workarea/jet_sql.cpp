@@ -777,9 +777,10 @@ class Parser {
           return e;
         }
         if (isOp("(", 1)) {
-          take();
+          std::string original = take().text;
           take();
           auto e = mk(EK::Call, w);
+          e->qual = original;
           if (acceptOp(")")) return e;
           if (isKw("distinct") || isKw("distinctrow"))
             refuse("Aggregates over Distinct values (" + t.text +
@@ -1580,6 +1581,9 @@ class Emitter {
         Out a = expr(*e.a[static_cast<std::size_t>(i)], sc);
         if (i == 0) first = a.t;
         std::string v = value(a);
+        bool toNumber = f == "cdbl" || f == "csng" || f == "clng" || f == "cint" ||
+                        f == "ccur" || f == "cbyte" || f == "int" || f == "fix";
+        if (a.t == T::Date && i == 0 && toNumber) v = "jet_serial(" + v + ")";
         if (a.t == T::Single && (f == "cstr" || (f == "format" && argc == 1)))
           v = "jet_single_text(" + v + ")";
         s += (i ? ", " : "") + v;
@@ -1593,8 +1597,7 @@ class Emitter {
       }
       return {s, t, false, t == T::Text ? 255 : 0};
     }
-    refuse("Undefined function '" + (e.text.empty() ? std::string("?") : e.text) +
-           "' in expression.");
+      refuse("Undefined function '" + e.qual + "' in expression.");
   }
 
   // ---- sources ----
