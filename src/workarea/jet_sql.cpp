@@ -879,9 +879,14 @@ class Parser {
     if (lt == "counter" || lt == "autoincrement" || lt == "identity")
       refuse("Field type " + type + " (AutoNumber) is not supported by the store; use LONG.");
     if (lt == "double" && isKw("precision")) take();
-    if ((lt == "long" && isKw("binary")) || lt == "binary" || lt == "varbinary" || lt == "image" ||
-        lt == "longbinary" || lt == "oleobject" || lt == "general" || lt == "guid" ||
-        lt == "uniqueidentifier")
+    // Binary fields (OLE objects, the store's BLOB) keep their bytes.
+    bool binary = lt == "binary" || lt == "varbinary" || lt == "image" || lt == "longbinary" ||
+                  lt == "oleobject" || lt == "general" || lt == "blob";
+    if (lt == "long" && isKw("binary")) {
+      take();
+      binary = true;
+    }
+    if (lt == "guid" || lt == "uniqueidentifier")
       refuse("Field type " + type + " is not supported by the store.");
     std::string decl = type;
     if (acceptOp("(")) {
@@ -895,6 +900,7 @@ class Parser {
       decl += ")";
     }
     FieldDef f = FieldDef::parse(col, decl);
+    if (binary) return FieldDef{col, JetType::Other, 0};
     if (f.type == JetType::Other) refuse("Field type '" + decl + "' is not part of Jet's SQL.");
     if (f.type == JetType::Text && (f.size < 1 || f.size > 255))
       refuse("A TEXT field holds 1 to 255 characters (" + decl + ").");
@@ -926,6 +932,14 @@ class Parser {
           d.defaultSql = "-" + take().text;
         } else {
           fail("Default needs a literal");
+        }
+        // A number is stored as the field would store it: -1E+38 in a SINGLE is the float null.
+        double v;
+        if (d.defaultSql[0] != '\'' && d.f.type == JetType::Single &&
+            jet::parseNumber(d.defaultSql, v) && std::fabs(v) <= 3.4028234663852886e38) {
+          char buf[40];
+          std::snprintf(buf, sizeof buf, "%.17g", static_cast<double>(static_cast<float>(v)));
+          d.defaultSql = buf;
         }
       } else if (acceptKw("constraint")) {
         name("a constraint name");

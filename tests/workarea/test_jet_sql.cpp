@@ -466,6 +466,12 @@ TEST_F(JetSql, StatementsThatWrite) {
   db.execute("Drop Index [ix] On [C]");
   db.execute("Alter Table [C] Drop Column [n]");
   EXPECT_EQ(db.fields("C").size(), 2u);
+  // A SINGLE's default -1E+38 is the float null, found by the tools' test.
+  db.execute("Alter Table [C] Add Column [s] Single Default -1E+38");
+  db.execute("Alter Table [C] Add Column [pic] LONGBINARY");
+  db.execute("Insert Into [C] ([k]) Values ('new')");
+  EXPECT_EQ(answerOf(db, "Select Count(*) From [C] Where [s] = -1E+38"), "3");
+  EXPECT_EQ(db.fields("C")[3].type, JetType::Other);
   db.execute("Drop Table [C]");
   EXPECT_FALSE(db.tableExists("C"));
   EXPECT_THROW(db.execute("Create Table [A] ([q] LONG)"), StoreError);
