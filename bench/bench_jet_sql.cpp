@@ -20,7 +20,8 @@ const char* const kStatements[] = {
     "Select [地层],Count([Au]),Avg([Au]),StDev([Au]),Max([Au]),Min([Au]) From [化探样品] Where "
     "[Au] <> -1e+38 Group By [地层]",
     "Select [横坐标],[纵坐标],[Au],[Ag],[Cu]Into [剪裁结果] From [化探样品]",
-    "Select Avg([Au]) From [化探样品] Where [样号] In (Select Top 10 [样号] From [化探样品] Order By "
+    "Select Avg([Au]) From [化探样品] Where [样号] In (Select Top 10 [样号] From [化探样品] Order "
+    "By "
     "[Au] Desc)",
     "Alter Table [剪裁结果] Drop Column [Cu]",
     "Update [化探样品] Set [Au_D] = -1E+38  Where [Au] = -1E+38",
@@ -43,16 +44,14 @@ void BM_TranslateToolStatements(benchmark::State& state) {
   Database& db = benchStore();
   for (auto _ : state)
     for (const char* s : kStatements) benchmark::DoNotOptimize(db.translate(s));
-  state.SetItemsProcessed(state.iterations() *
-                          static_cast<std::int64_t>(std::size(kStatements)));
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(std::size(kStatements)));
 }
 BENCHMARK(BM_TranslateToolStatements)->Unit(benchmark::kMicrosecond);
 
 void BM_TranslateWithoutSchema(benchmark::State& state) {
   for (auto _ : state)
     for (const char* s : kStatements) benchmark::DoNotOptimize(translateJet(s));
-  state.SetItemsProcessed(state.iterations() *
-                          static_cast<std::int64_t>(std::size(kStatements)));
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(std::size(kStatements)));
 }
 BENCHMARK(BM_TranslateWithoutSchema)->Unit(benchmark::kMicrosecond);
 

@@ -26,7 +26,8 @@ namespace fs = std::filesystem;
 namespace {
 
 // Limits of the reading child. Its address space may grow this far (plus twice the file's size)
-// beyond the parent's; a runaway allocation in libmdb ends there. The CPU limit backs up the silence timeout.
+// beyond the parent's; a runaway allocation in libmdb ends there. The CPU limit backs up the
+// silence timeout.
 constexpr rlim_t kChildHeadroomBytes = 48ull << 20;
 constexpr int kSilenceSeconds = 5;
 constexpr std::uint32_t kMaxString = 64u << 20;
@@ -116,7 +117,7 @@ FieldDef fieldOf(const MdbHandle* mdb, const MdbColumn* col) {
       break;
     default:
       f.type = JetType::Memo;  // replication ids and the like come as text
-      break;  // replication ids and the like come as text
+      break;
   }
   return f;
 }
@@ -413,8 +414,8 @@ std::string readInChild(const std::string& path, const std::string& shown, bool 
   int fds[2];
   if (pipe2(fds, O_CLOEXEC) != 0) return "无法启动Jet数据库读取进程";
   // An OLE object is read whole, and none is larger than the file that holds it.
-  rlim_t space = static_cast<rlim_t>(addressSpaceNow()) + kChildHeadroomBytes +
-                 2 * static_cast<rlim_t>(size);
+  rlim_t space =
+      static_cast<rlim_t>(addressSpaceNow()) + kChildHeadroomBytes + 2 * static_cast<rlim_t>(size);
   rlim_t cpu = static_cast<rlim_t>(20 + size / (1 << 20) * 4);
   pid_t pid = fork();
   if (pid < 0) {

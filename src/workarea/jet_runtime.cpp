@@ -1694,7 +1694,8 @@ namespace {
 char32_t baseLetter(char32_t c) {
   static const char kBase[] = "aaaaaaaceeeeiiiidnooooo?ouuuuy?y";  // U+00E0 … U+00FF
   if (c == 0xDF) return 's';
-  if (c >= 0xE0 && c <= 0xFF && kBase[c - 0xE0] != '?') return static_cast<char32_t>(kBase[c - 0xE0]);
+  if (c >= 0xE0 && c <= 0xFF && kBase[c - 0xE0] != '?')
+    return static_cast<char32_t>(kBase[c - 0xE0]);
   return c;
 }
 

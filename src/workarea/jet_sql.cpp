@@ -251,6 +251,7 @@ struct OrderKey {
 
 struct Core {
   bool distinct = false;
+  bool distinctRow = false;
   bool top = false;
   long long topN = 0;
   bool percent = false;
@@ -439,10 +440,13 @@ class Parser {
   Core core() {
     Core c;
     expectKw("select");
-    if (acceptKw("distinct") || acceptKw("distinctrow"))
+    if (acceptKw("distinct")) {
       c.distinct = true;
-    else
+    } else if (acceptKw("distinctrow")) {
+      c.distinctRow = true;
+    } else {
       acceptKw("all");
+    }
     if (acceptKw("top")) {
       if (peek().kind != Tok::Number) fail("Top needs a number");
       std::string n = take().text;
@@ -1595,8 +1599,8 @@ class Emitter {
         Out a = expr(*e.a[static_cast<std::size_t>(i)], sc);
         if (i == 0) first = a.t;
         std::string v = value(a);
-        bool toNumber = f == "cdbl" || f == "csng" || f == "clng" || f == "cint" ||
-                        f == "ccur" || f == "cbyte" || f == "int" || f == "fix";
+        bool toNumber = f == "cdbl" || f == "csng" || f == "clng" || f == "cint" || f == "ccur" ||
+                        f == "cbyte" || f == "int" || f == "fix";
         if (a.t == T::Date && i == 0 && toNumber) v = "jet_serial(" + v + ")";
         if (a.t == T::Single && (f == "cstr" || (f == "format" && argc == 1)))
           v = "jet_single_text(" + v + ")";
@@ -1611,7 +1615,7 @@ class Emitter {
       }
       return {s, t, false, t == T::Text ? 255 : 0};
     }
-      refuse("Undefined function '" + e.qual + "' in expression.");
+    refuse("Undefined function '" + e.qual + "' in expression.");
   }
 
   // ---- sources ----
@@ -1701,6 +1705,10 @@ class Emitter {
   // alone (its keys also decide Top's ties).
   QueryOut core(const Core& c, const Scope* outer, const std::vector<OrderKey>* order,
                 const Wrap& wrapIn, bool inUnion) {
+    // DistinctRow drops duplicate records of the tables shown, and so does nothing when the rows
+    // come from one table; over several tables it is not supported.
+    if (c.distinctRow && !(c.from.size() == 1 && c.from[0]->k == Source::Table))
+      refuse("DistinctRow over several tables is not supported by the store; use Distinct.");
     Wrap wrap = wrapIn;
     Scope sc;
     sc.outer = outer;

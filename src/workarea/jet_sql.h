@@ -6,7 +6,8 @@
 // A silent wrong answer is the one thing the store must never give.
 //
 // Statements
-//   Select [Distinct|DistinctRow|All] [Top n [Percent]] items [Into t] From … [Where …]
+//   Select [Distinct|DistinctRow (one table: no effect, as in Jet)|All] [Top n [Percent]] items
+//   [Into t] From … [Where …]
 //     [Group By …] [Having …] [Order By … [Asc|Desc]] [Union [All] Select …]
 //     From: tables (bracketed, bare or `quoted`, with or without As alias), derived tables
 //     "(Select …) [As] d", comma joins and Inner/Left/Right [Outer] Join … On …, nested in
@@ -19,8 +20,9 @@
 //     [, Constraint k Primary Key|Unique (cols)]);  Drop Table t
 //   Alter Table t Add [Column] c type | Drop [Column] c | Alter [Column] c type
 //   Create [Unique] Index i On t (c [Asc|Desc], …) [With Primary|Ignore Null];  Drop Index i On t
-//   Store extension (not Jet): a trailing "Limit n [Offset m]" on a Select, for paging viewers.
-//   Parameters are written '?' and bound positionally.
+//   Store extensions (not Jet): a trailing "Limit n [Offset m]" on a Select, for paging viewers;
+//   several rows in one Insert … Values (…), (…).
+//   Parameters are written '?' and bound positionally. One statement per call.
 //
 // Types. Jet type names are kept as declared (SINGLE, DOUBLE, LONG, INTEGER, BYTE, BIT,
 //   CURRENCY, DATETIME, TEXT(n), MEMO). Each maps to a SQLite affinity that never converts text:
@@ -30,7 +32,9 @@
 //   only the rows written: SINGLE rounds to float; LONG, INTEGER and BYTE round half to even and
 //   refuse values out of range ("Overflow"); BIT stores -1/0; CURRENCY rounds to 4 decimals; DATE
 //   stores the canonical date text; text into a numeric field must be a number ("Data type
-//   conversion error."); TEXT(n) refuses text longer than n characters.
+//   conversion error."); TEXT(n) refuses text longer than n characters (the TableWriter trusts
+//   its callers' widths). The float null -1E+38 is accepted by every numeric type: it is the
+//   tools' null. Binary fields (OLEOBJECT, LONGBINARY; BLOB in the store) keep their bytes.
 //
 // Semantics and how each is mapped
 //   a / b      always floating division; division by zero is the error "Division by zero".
@@ -45,8 +49,10 @@
 //              and Exists give -1/0 wherever they are used as values.
 //   Text comparison (=, <>, <, >, In, Between), Group By, Order By, Distinct, Union, joins, Min and
 //              Max are case-blind (collation JETTEXT: ASCII, Latin-1, Latin Extended-A, Greek,
-//              Cyrillic and full-width letters fold to one case; other characters compare by code
-//              point).
+//              Cyrillic and full-width letters fold to one case; an accent weighs less than the
+//              letter, a < ä < b, while 'a' <> 'ä'; CJK and other characters compare by code
+//              point, not by pinyin as a Chinese sort order would). InStr is case-blind as in a
+//              query; Replace compares binary, its default.
 //   Like       Jet's patterns: * any run, ? one character, # one digit, [abc], [a-c], [!a-c];
 //              case-blind; % and _ are ordinary characters.
 //   #date#     #1995/12/29#, #1995-12-29#, #12/31/1995# (month first, as Jet reads literals),

@@ -4,8 +4,8 @@
 #include <filesystem>
 
 #include "test_support.h"
-#include "workarea/table_store.h"
 #include "workarea/null_value.h"
+#include "workarea/table_store.h"
 #include "workarea/work_area.h"
 
 namespace sarnoth {
@@ -71,8 +71,7 @@ TEST(CliWorkarea, TablesAndSqlCommands) {
   // one of the same name is refused with its text.
   test::CliResult listed = runCli("tables list" + wa);
   EXPECT_NE(listed.out.find("磁异常\t数据表变换"), std::string::npos) << listed.out;
-  test::CliResult again = runCli(
-      "sql \"Select [ΔT] Into [磁异常] From [航磁ΔT]\"" + wa);
+  test::CliResult again = runCli("sql \"Select [ΔT] Into [磁异常] From [航磁ΔT]\"" + wa);
   EXPECT_NE(again.status, 0);
   EXPECT_NE(again.out.find("数据表已存在, 请输入新名称."), std::string::npos) << again.out;
   // Jet's answers through the command: floating division, -1/0 booleans, whole numbers whole.

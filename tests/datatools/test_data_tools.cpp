@@ -1,8 +1,8 @@
 // SQL on tables and the clean-up of a work area.
 #include <gtest/gtest.h>
 
-#include "test_support.h"
 #include "datatools/data_tools.h"
+#include "test_support.h"
 #include "workarea/work_area.h"
 
 namespace sarnoth {

@@ -1,7 +1,6 @@
 // Import of real Jet files (written by other software) into the store: every cell against
 // mdbtools' own exporter, and the damaged files that once crashed, hung or exhausted the reader.
 #include <gtest/gtest.h>
-
 #include <sys/resource.h>
 
 #include <chrono>
@@ -100,8 +99,8 @@ long long compareWithMdbExport(const std::string& mdb) {
   Database db = Database::open(tmp.file("x.sqlite"));
   long long cells = 0;
   for (const auto& table : rep.tables) {
-    auto csv = parseCsv(
-        shell("mdb-export -T '%Y-%m-%d %H:%M:%S' " + quoted(mdb) + " " + quoted(table)));
+    auto csv =
+        parseCsv(shell("mdb-export -T '%Y-%m-%d %H:%M:%S' " + quoted(mdb) + " " + quoted(table)));
     auto defs = db.fields(table);
     Cursor c = db.query("Select * From " + bracket(table));
     std::size_t r = 1;  // row 0 is mdb-export's header
@@ -250,7 +249,8 @@ TEST(JetImport, DamagedFilesAreRefused) {
     Outcome o = importJetDatabase(e.path().string(), tmp.file("out.sqlite"));
     double secs = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
     EXPECT_FALSE(o.ok) << name;
-    EXPECT_NE(o.message.find("Jet数据库文件已损坏"), std::string::npos) << name << ": " << o.message;
+    EXPECT_NE(o.message.find("Jet数据库文件已损坏"), std::string::npos)
+        << name << ": " << o.message;
     EXPECT_LT(secs, 15.0) << name;
     EXPECT_FALSE(std::filesystem::exists(tmp.file("out.sqlite"))) << name;
     EXPECT_FALSE(std::filesystem::exists(tmp.file("out.sqlite.importing"))) << name;
@@ -301,9 +301,9 @@ TEST(JetImport, WorkAreaWithOnlyTheJetFileIsImportedOnce) {
     EXPECT_EQ(listRegisteredTables(db, reg), 0);
     EXPECT_EQ(nextTableNo(db), 1);
     ScriptedInteraction ui;
-    EXPECT_EQ(registerTable(db, "新表", {"DataCut", "数据剪裁", OverwriteRule::Ask, "?", "", false},
-                            ui),
-              RegisterResult::Added);
+    EXPECT_EQ(
+        registerTable(db, "新表", {"DataCut", "数据剪裁", OverwriteRule::Ask, "?", "", false}, ui),
+        RegisterResult::Added);
     EXPECT_EQ(listRegisteredTables(db, reg), 1);
   }
   // A second opening uses the store, not a new import.
