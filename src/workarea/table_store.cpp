@@ -310,6 +310,11 @@ sqlite3_stmt* prepare(sqlite3* db, const std::string& sql) {
       SQLITE_OK) {
     std::string msg = sqlite3_errmsg(db);
     sqlite3_finalize(st);
+    // Jet's own words for a table that is not there.
+    const std::string noTable = "no such table: ";
+    if (msg.rfind(noTable, 0) == 0)
+      msg = "The Microsoft Jet database engine cannot find the input table or query '" +
+            msg.substr(noTable.size()) + "'.";
     throw StoreError(msg);
   }
   if (!st) throw StoreError("empty statement");

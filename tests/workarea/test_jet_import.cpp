@@ -270,6 +270,23 @@ TEST(JetImport, DamagedFilesAreRefused) {
   EXPECT_LT(kids.ru_maxrss - self.ru_maxrss, 100 * 1024) << "KB";
 }
 
+TEST(JetImport, ATableLibmdbCannotReadIsNamed) {
+  std::string mdb = test::sharedData("jet/DateTestDatabase.mdb");
+  if (mdb.empty()) GTEST_SKIP() << "../shared/data/jet/DateTestDatabase.mdb is not present";
+  TempDir tmp;
+  // Page 18 (of 4096 bytes) is the definition of the table DateTest, as the catalogue says; a
+  // page type other than 2 makes it unreadable while the catalogue still names it.
+  std::string bytes = test::readFile(mdb);
+  ASSERT_GT(bytes.size(), 19u * 4096);
+  ASSERT_EQ(bytes[18 * 4096], '\x02');
+  bytes[18 * 4096] = '\x07';
+  test::writeFile(tmp.file("bad.mdb"), bytes);
+  Outcome o = importJetDatabase(tmp.file("bad.mdb"), tmp.file("bad.sqlite"));
+  EXPECT_FALSE(o.ok);
+  EXPECT_NE(o.message.find("DateTest"), std::string::npos) << o.message;
+  EXPECT_FALSE(std::filesystem::exists(tmp.file("bad.sqlite")));
+}
+
 TEST(JetImport, ACutFileLeavesNoStoreThatHidesTheGoodOne) {
   std::string mdb = test::sharedData("jet/nwind.mdb");
   if (mdb.empty()) GTEST_SKIP() << "../shared/data/jet/nwind.mdb is not present";
