@@ -1751,6 +1751,8 @@ class Emitter {
             Col named = col;
             if (dup > 1 && !s->alias.empty()) named.name = s->alias + "." + col.name;
             std::string ref = (s->alias.empty() ? "" : q(s->alias) + ".") + q(col.name);
+            if ((c.distinct || inUnion) && textual(col.t))
+              ref += std::string(" COLLATE ") + jet::kCollation;
             emitItem(ref, named);
           }
         continue;
@@ -1758,7 +1760,9 @@ class Emitter {
       Out o = expr(*it.e, sc);
       Col col{itemName(it, i), o.t, o.size};
       std::string v = value(o);
-      if ((c.distinct || inUnion) && maybeText(o.t) && o.t != T::Date && it.e->k != EK::Column)
+      // Distinct and Union compare text case-blind, also in stores made before the collation.
+      if ((c.distinct || inUnion) && maybeText(o.t) && o.t != T::Date &&
+          (it.e->k != EK::Column || textual(o.t)))
         v = "(" + v + ") COLLATE " + jet::kCollation;
       emitItem(v, col);
     }

@@ -88,9 +88,11 @@
 //   h hh n nn s ss AM/PM q) patterns; others (Currency, Long Date, text @ patterns …) are refused.
 //
 // Refused by name: any other function ("Undefined function 'X' in expression."), Any/All/Some
-//   subqueries, Transform/Pivot, Parameters declarations, Procedure, counters (COUNTER,
-//   AUTOINCREMENT), foreign keys, Left/Right joins in Update and Delete, Update of two tables at
-//   once, Disallow Null indexes, Eqv/Imp, ALike, and statements of other dialects.
+//   subqueries, Count(Distinct …), Transform/Pivot, Parameters declarations, Procedure, In
+//   <external database>, counters (COUNTER, AUTOINCREMENT), foreign keys, Left/Right joins in
+//   Update, Update of two tables at once, DistinctRow over several tables, Full/Cross joins,
+//   Disallow Null indexes, Eqv/Imp, ALike, '!=', and statements of other dialects (Pragma, With,
+//   Cast, '||' …).
 #pragma once
 
 #include <functional>

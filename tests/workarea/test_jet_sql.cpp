@@ -182,6 +182,20 @@ TEST_F(JetSql, TextIsCaseBlind) {
       });
 }
 
+TEST_F(JetSql, TextOfAStoreMadeBeforeTheCollation) {
+  sqlite3_exec(db.handle(),
+               "CREATE TABLE old (k TEXT(10)); INSERT INTO old VALUES ('a'), ('A'), ('b');",
+               nullptr, nullptr, nullptr);
+  expectAnswers(db, {
+                        {"Select Count(*) From (Select Distinct [k] From [old])", "2"},
+                        {"Select Count(*) From (Select Distinct * From [old])", "2"},
+                        {"Select Count(*) From (Select [k] From [old] Union Select [k] From [old])",
+                         "2"},
+                        {"Select Count(*) From [old] Where [k] = 'A'", "2"},
+                        {"Select Count(*) From (Select [k] From [old] Group By [k])", "2"},
+                    });
+}
+
 TEST_F(JetSql, Like) {
   expectAnswers(db, {
                         {"Select 'abc' Like 'a*'", "-1"},
