@@ -1,6 +1,7 @@
 #include "workarea/jet_import.h"
 
 #include <fcntl.h>
+#include <iconv.h>
 #include <mdbtools.h>
 #include <poll.h>
 #include <signal.h>
@@ -397,6 +398,21 @@ bool looksLikeJet(const std::string& path) {
           std::memcmp(head + 4, "Standard ACE DB", 15) == 0);
 }
 
+// The child of a program with threads must not load libraries: the code-page converters
+// libmdb opens are loaded once here, in the parent, and kept, so the child finds them loaded.
+void preloadConverters() {
+  static const bool loaded = [] {
+    for (const char* cp : {"UCS-2LE", "CP1252", "CP936", "CP1251", "CP1250", "CP950"}) {
+      iconv_t a = iconv_open("UTF-8", cp);
+      iconv_t b = iconv_open(cp, "UTF-8");
+      (void)a;  // kept open for the life of the program
+      (void)b;
+    }
+    return true;
+  }();
+  (void)loaded;
+}
+
 // What the parent does with the child's stream.
 struct Sink {
   virtual ~Sink() = default;
@@ -411,6 +427,7 @@ std::string readInChild(const std::string& path, const std::string& shown, bool 
                         Sink& sink) {
   std::error_code ec;
   auto size = static_cast<long long>(fs::file_size(path, ec));
+  preloadConverters();
   int fds[2];
   if (pipe2(fds, O_CLOEXEC) != 0) return "无法启动Jet数据库读取进程";
   // An OLE object is read whole, and none is larger than the file that holds it.
