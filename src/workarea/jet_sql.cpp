@@ -1692,6 +1692,9 @@ class Emitter {
   };
 
   std::string orderKey(const OrderKey& k, const Scope& sc) {
+    // SQLite reads a number here as a column's position; Jet does not: refused, not reread.
+    if (k.e->k == EK::Number)
+      refuse("Order By " + k.e->text + ": name the field; column numbers are not Jet's SQL.");
     Out o = expr(*k.e, sc);
     std::string s = value(o);
     if (o.t == T::Date)
@@ -1784,9 +1787,6 @@ class Emitter {
             if (k.e->k == EK::Column) {
               for (const auto& col : out.cols)
                 if (ieqs(col.name, k.e->text)) name = col.name;
-            } else if (k.e->k == EK::Number) {
-              std::size_t n = static_cast<std::size_t>(std::atoi(k.e->text.c_str()));
-              if (n >= 1 && n <= out.cols.size()) name = out.cols[n - 1].name;
             }
             if (name.empty())
               refuse(
@@ -1864,7 +1864,7 @@ class Emitter {
       for (const auto& k : qy.order) {
         std::string key;
         if (k.e->k == EK::Number) {
-          key = k.e->text;
+          refuse("Order By " + k.e->text + ": name the field; column numbers are not Jet's SQL.");
         } else if (k.e->k == EK::Column) {
           key = q(k.e->text);
           for (const auto& c : out.cols)
