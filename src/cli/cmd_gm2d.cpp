@@ -45,9 +45,12 @@ std::string locate(const Args& a, const std::string& name, const char* dir, bool
 bool fieldsOf(const Args& a, const gm2d::Profile& p, std::vector<gm2d::FieldKind>& out) {
   const std::string f = a.get("field", "");
   using gm2d::FieldKind;
-  if (f == "gravity") out = {FieldKind::Gravity};
-  else if (f == "magnetic") out = {FieldKind::Magnetic};
-  else if (f == "both") out = {FieldKind::Gravity, FieldKind::Magnetic};
+  if (f == "gravity")
+    out = {FieldKind::Gravity};
+  else if (f == "magnetic")
+    out = {FieldKind::Magnetic};
+  else if (f == "both")
+    out = {FieldKind::Gravity, FieldKind::Magnetic};
   else if (f.empty()) {
     out.clear();
     if (p.has(FieldKind::Gravity)) out.push_back(FieldKind::Gravity);
@@ -126,7 +129,8 @@ int runGm2d(Args& a) {
   return 0;
 }
 
-CommandRegistrar reg{{"gm2d", "2-D gravity and magnetic section: forward, invert", kUsage, runGm2d}};
+CommandRegistrar reg{
+    {"gm2d", "2-D gravity and magnetic section: forward, invert", kUsage, runGm2d}};
 
 }  // namespace
 }  // namespace sarnoth::cli

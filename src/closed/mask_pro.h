@@ -31,25 +31,25 @@ const std::vector<MaskProCommand>& maskProCommands();
 int maskProMethodOf(const std::string& key);
 
 // Method ids the host calls outside the table.
-inline constexpr int kMaskProOpen = 70;       // on opening the form
-inline constexpr int kMaskProHelpKeys = 71;   // mnuHelpFunctionKey
+inline constexpr int kMaskProOpen = 70;      // on opening the form
+inline constexpr int kMaskProHelpKeys = 71;  // mnuHelpFunctionKey
 
 // The file requests of the control, and the answer method of each.
 enum class MaskProRequest {
-  OpenPrintSet,        // 72
-  SavePrintSet,        // 73
-  OpenColours,         // 74
-  SaveColours,         // 75
-  OpenObserved,        // 76
-  OpenTerrain,         // 77
-  OpenModel,           // 78  models inserted from a file (paste with an empty clipboard)
-  SaveModel,           // 79  "剖面模型存盘为..."
-  SaveChosenModels,    // 80  the chosen bodies alone
-  SaveData,            // 81  the profile panel's data
-  SaveProfileData,     // 82  "剖面原始数据存盘"
-  SaveInvertedModel,   // 83  offered at the end of an inversion
-  SaveCalculated,      // 84  "剖面计算数据存盘为..."
-  OpenInitialModel,    // 85  "装载初始模型"
+  OpenPrintSet,       // 72
+  SavePrintSet,       // 73
+  OpenColours,        // 74
+  SaveColours,        // 75
+  OpenObserved,       // 76
+  OpenTerrain,        // 77
+  OpenModel,          // 78  models inserted from a file (paste with an empty clipboard)
+  SaveModel,          // 79  "剖面模型存盘为..."
+  SaveChosenModels,   // 80  the chosen bodies alone
+  SaveData,           // 81  the profile panel's data
+  SaveProfileData,    // 82  "剖面原始数据存盘"
+  SaveInvertedModel,  // 83  offered at the end of an inversion
+  SaveCalculated,     // 84  "剖面计算数据存盘为..."
+  OpenInitialModel,   // 85  "装载初始模型"
 };
 
 struct MaskProRequestInfo {

@@ -117,10 +117,14 @@ const char* componentName(MagComponent c) {
 
 bool componentOf(const std::string& w, MagComponent& c) {
   const std::string u = upper(w);
-  if (u == "DT" || u == "T") c = MagComponent::DeltaT;
-  else if (u == "ZA" || u == "Z") c = MagComponent::Za;
-  else if (u == "HAX" || u == "X") c = MagComponent::Hax;
-  else return false;
+  if (u == "DT" || u == "T")
+    c = MagComponent::DeltaT;
+  else if (u == "ZA" || u == "Z")
+    c = MagComponent::Za;
+  else if (u == "HAX" || u == "X")
+    c = MagComponent::Hax;
+  else
+    return false;
   return true;
 }
 
@@ -236,7 +240,8 @@ Outcome parseModelLines(Lines& ls, Model& out) {
             if (!numbers(w, 0, 2, v)) return bad(vt);
             b.vertices[k] = {v[0], v[1]};
             double fr = 0;
-            if (w.size() > 2 && (!parseDouble(w[2], fr) || fr < 0 || fr > 3 || fr != std::floor(fr)))
+            if (w.size() > 2 &&
+                (!parseDouble(w[2], fr) || fr < 0 || fr > 3 || fr != std::floor(fr)))
               return bad(vt);
             b.free[k] = static_cast<std::uint8_t>(fr);
           }
@@ -308,8 +313,8 @@ Rgb ColourScale::at(double v) const {
   if (values.empty() || colours.size() != values.size()) return {200, 200, 200};
   if (v <= values.front()) return colours.front();
   if (v >= values.back()) return colours.back();
-  const auto j = static_cast<std::size_t>(std::upper_bound(values.begin(), values.end(), v) -
-                                          values.begin());
+  const auto j =
+      static_cast<std::size_t>(std::upper_bound(values.begin(), values.end(), v) - values.begin());
   const std::size_t i = j - 1;
   const double t = values[j] > values[i] ? (v - values[i]) / (values[j] - values[i]) : 0.0;
   auto mix = [t](std::uint8_t a, std::uint8_t b) {
@@ -355,7 +360,11 @@ Outcome readObserved(const std::string& path, Profile& out) {
       ncol = it.words.size();
       for (std::size_t k = 0; k < ncol; ++k) {
         const std::string c = upper(it.words[k]);
-        int* slot = c == "X" ? &colX : c == "H" ? &colH : c == "G" ? &colG : c == "T" ? &colT : nullptr;
+        int* slot = c == "X"   ? &colX
+                    : c == "H" ? &colH
+                    : c == "G" ? &colG
+                    : c == "T" ? &colT
+                               : nullptr;
         if (!slot || *slot >= 0) return bad(at);
         *slot = static_cast<int>(k);
       }
@@ -384,7 +393,8 @@ Outcome readObserved(const std::string& path, Profile& out) {
                    colG >= 0 ? r[static_cast<std::size_t>(colG)] : 0.0,
                    colT >= 0 ? r[static_cast<std::size_t>(colT)] : 0.0};
       }
-      std::stable_sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) { return a.x < b.x; });
+      std::stable_sort(rows.begin(), rows.end(),
+                       [](const Row& a, const Row& b) { return a.x < b.x; });
       for (std::size_t k = 1; k < n; ++k)
         if (rows[k].x == rows[k - 1].x)
           return Outcome::failure(std::string(what) + "中有两个测点位置相同。");
@@ -421,7 +431,8 @@ Outcome writeObserved(const std::string& path, const Profile& p) {
   w.line("DATA " + std::to_string(p.size()));
   for (std::size_t i = 0; i < p.size(); ++i) {
     std::string s = num(p.x[i]) + " " + num(p.elevation[i]);
-    if (p.has(FieldKind::Gravity)) s += " " + (isMissing(p.gravity[i]) ? "-1E+38" : num(p.gravity[i]));
+    if (p.has(FieldKind::Gravity))
+      s += " " + (isMissing(p.gravity[i]) ? "-1E+38" : num(p.gravity[i]));
     if (p.has(FieldKind::Magnetic))
       s += " " + (isMissing(p.magnetic[i]) ? "-1E+38" : num(p.magnetic[i]));
     w.line(s);
@@ -542,7 +553,8 @@ Outcome readPrintSettings(const std::string& path, PrintSettings& out) {
     } else if (it.key == "MARGINS") {
       if (!numbers(it.words, 0, 4, v)) return bad();
       for (int k = 0; k < 4; ++k) {
-        if (v[static_cast<std::size_t>(k)] < 0 || v[static_cast<std::size_t>(k)] > 100) return bad();
+        if (v[static_cast<std::size_t>(k)] < 0 || v[static_cast<std::size_t>(k)] > 100)
+          return bad();
         s.margins[k] = v[static_cast<std::size_t>(k)];
       }
     } else if (it.key == "PROFILE") {
@@ -581,7 +593,8 @@ Outcome writePrintSettings(const std::string& path, const PrintSettings& s) {
 // --- terrain ---------------------------------------------------------------------------------
 
 Outcome applyTerrain(Profile& p, const Grid& g) {
-  if (!p.georeferenced) return Outcome::failure("观测数据没有剖面起点坐标和方位，不能从地形网格取高程。");
+  if (!p.georeferenced)
+    return Outcome::failure("观测数据没有剖面起点坐标和方位，不能从地形网格取高程。");
   const GridHeader& h = g.header;
   if (h.nx < 2 || h.ny < 2 || !(h.dx > 0) || !(h.dy > 0) ||
       g.nodes.size() < static_cast<std::size_t>(h.nx) * static_cast<std::size_t>(h.ny))
@@ -602,7 +615,8 @@ Outcome applyTerrain(Profile& p, const Grid& g) {
     const int c = std::clamp(static_cast<int>(std::floor(gx)), 0, h.nx - 2);
     const int r = std::clamp(static_cast<int>(std::floor(gy)), 0, h.ny - 2);
     const double tx = gx - c, ty = gy - r;
-    const double v00 = g.at(r, c), v01 = g.at(r, c + 1), v10 = g.at(r + 1, c), v11 = g.at(r + 1, c + 1);
+    const double v00 = g.at(r, c), v01 = g.at(r, c + 1), v10 = g.at(r + 1, c),
+                 v11 = g.at(r + 1, c + 1);
     for (double q : {v00, v01, v10, v11})
       if (isMissing(q)) return Outcome::failure("测点 " + num(p.x[i]) + " 处的地形网格没有数据。");
     elev[i] = (v00 * (1 - tx) + v01 * tx) * (1 - ty) + (v10 * (1 - tx) + v11 * tx) * ty;
@@ -619,7 +633,8 @@ Outcome saveScatter(const std::string& path, ScatterFile& f) {
   f.magic = kScatMagicA;
   f.origin = kScatTagConverted;
   f.recordCount = f.names.empty() ? 0 : static_cast<std::int32_t>(f.values.size() / f.names.size());
-  if (writeAsciiScatter(path, f) != ScatterError::None) return Outcome::failure(kMsgCannotWrite + path);
+  if (writeAsciiScatter(path, f) != ScatterError::None)
+    return Outcome::failure(kMsgCannotWrite + path);
   return Outcome::success();
 }
 
@@ -676,7 +691,8 @@ Outcome writeCalculatedDat(const std::string& path, const Model& m, const Profil
       f.values.push_back(single(res[k].trend[i]));
     }
     for (std::size_t k = 0; k < fields.size(); ++k)
-      for (std::size_t b = 0; b < m.bodies.size(); ++b) f.values.push_back(single(res[k].perBody[b][i]));
+      for (std::size_t b = 0; b < m.bodies.size(); ++b)
+        f.values.push_back(single(res[k].perBody[b][i]));
   }
   return saveScatter(path, f);
 }

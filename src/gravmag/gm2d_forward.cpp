@@ -55,9 +55,9 @@ ForwardResult computeField(const Model& model, const std::vector<double>& x,
           double sum = 0;
           for (std::size_t b = 0; b < nb; ++b) {
             const Body& body = model.bodies[b];
-            const bool silent =
-                field == FieldKind::Gravity ? drho[b] == 0
-                                            : (mag[b].x == 0 && mag[b].y == 0 && mag[b].z == 0);
+            const bool silent = field == FieldKind::Gravity
+                                    ? drho[b] == 0
+                                    : (mag[b].x == 0 && mag[b].y == 0 && mag[b].z == 0);
             if (silent) continue;
             const Tensor t = polygonTensor(body.vertices, x[s], -h[s], body.halfStrike, need);
             const double v = bodyValue(t, drho[b], mag[b], dir, field, model.component);

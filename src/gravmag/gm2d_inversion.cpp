@@ -15,7 +15,9 @@ bool samePlace(const Point2& a, const Point2& b) {
 }
 
 bool concerns(ParamKind k, const std::vector<FieldKind>& fields) {
-  auto has = [&](FieldKind f) { return std::find(fields.begin(), fields.end(), f) != fields.end(); };
+  auto has = [&](FieldKind f) {
+    return std::find(fields.begin(), fields.end(), f) != fields.end();
+  };
   if (k == ParamKind::Density) return has(FieldKind::Gravity);
   if (k == ParamKind::Susceptibility || k == ParamKind::Remanence) return has(FieldKind::Magnetic);
   return true;
@@ -103,7 +105,8 @@ std::vector<Parameter> inversionParameters(const Model& model, const Profile& pr
       for (int axis = 0; axis < 2; ++axis) {
         if (!(fr & (axis == 0 ? kFreeX : kFreeZ))) continue;
         auto& seen = axis == 0 ? taken : takenZ;
-        if (std::any_of(seen.begin(), seen.end(), [&](const Point2& q) { return samePlace(q, at); }))
+        if (std::any_of(seen.begin(), seen.end(),
+                        [&](const Point2& q) { return samePlace(q, at); }))
           continue;
         seen.push_back(at);
         Parameter p;
@@ -254,8 +257,7 @@ Eigen::MatrixXd jacobian(const Model& model, const Profile& profile,
               case ParamKind::VertexX:
               case ParamKind::VertexZ:
                 for (auto [b, k] : p.linked) {
-                  const Tensor& t =
-                      p.kind == ParamKind::VertexX ? grads[b][k].dx : grads[b][k].dz;
+                  const Tensor& t = p.kind == ParamKind::VertexX ? grads[b][k].dx : grads[b][k].dz;
                   d += bodyValue(t, drho[b], mag[b], dir, f, model.component);
                 }
                 break;
@@ -272,8 +274,8 @@ Eigen::MatrixXd jacobian(const Model& model, const Profile& profile,
                                fdir.z * inducedPerChi};
                   d = bodyValue(t, 0, m, dir, f, model.component);
                 } else {
-                  const Vec3 m = directionInProfile(body.remInclination, body.remDeclination,
-                                                    model.azimuth);
+                  const Vec3 m =
+                      directionInProfile(body.remInclination, body.remDeclination, model.azimuth);
                   d = bodyValue(t, 0, m, dir, f, model.component);
                 }
                 break;
@@ -302,8 +304,10 @@ InversionResult invert(const Model& start, const Profile& profile, const Inversi
     res.outcome = Outcome::failure(kMsgNoObserved);
     return res;
   }
-  if (std::none_of(start.bodies.begin(), start.bodies.end(), [](const Body& b) { return b.chosen; }) &&
-      std::none_of(fields.begin(), fields.end(), [&](FieldKind f) { return start.trend(f).invert; })) {
+  if (std::none_of(start.bodies.begin(), start.bodies.end(),
+                   [](const Body& b) { return b.chosen; }) &&
+      std::none_of(fields.begin(), fields.end(),
+                   [&](FieldKind f) { return start.trend(f).invert; })) {
     res.outcome = Outcome::failure(kMsgNoBodyChosen);
     return res;
   }
@@ -394,7 +398,8 @@ InversionResult invert(const Model& start, const Profile& profile, const Inversi
     m = std::move(trial);
     r = rt;
     rms = rmsT;
-    for (Eigen::Index c = 0; c < np; ++c) p[c] = parameterValue(m, params[static_cast<std::size_t>(c)]);
+    for (Eigen::Index c = 0; c < np; ++c)
+      p[c] = parameterValue(m, params[static_cast<std::size_t>(c)]);
     rep.rms = rms;
     res.iterations.push_back(rep);
     if (observer && !observer(rep, m)) break;

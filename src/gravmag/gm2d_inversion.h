@@ -52,18 +52,18 @@ struct InversionSettings {
   InversionMethod method = InversionMethod::Cholesky;
   std::vector<FieldKind> fields{FieldKind::Gravity};  // both for a joint inversion
   int maxIterations = 20;
-  double damping = 0.01;      // starting λ (Cholesky)
-  double svdCutoff = 1e-4;    // relative singular-value cut-off (generalised inverse)
-  double tolerance = 1e-4;    // relative misfit decrease below which the iterations stop
+  double damping = 0.01;    // starting λ (Cholesky)
+  double svdCutoff = 1e-4;  // relative singular-value cut-off (generalised inverse)
+  double tolerance = 1e-4;  // relative misfit decrease below which the iterations stop
   bool analyticJacobian = true;
   int threads = 0;
 };
 
 struct IterationReport {
   int iteration = 0;
-  double rms = 0;       // misfit after the iteration (in the units of the first field)
-  double lambda = 0;    // damping used (Cholesky)
-  int rank = 0;         // singular values kept (generalised inverse)
+  double rms = 0;     // misfit after the iteration (in the units of the first field)
+  double lambda = 0;  // damping used (Cholesky)
+  int rank = 0;       // singular values kept (generalised inverse)
 };
 
 struct InversionResult {

@@ -93,7 +93,9 @@ struct Model {
   MagComponent component = MagComponent::DeltaT;
   Trend gravityTrend, magneticTrend;
 
-  const Trend& trend(FieldKind f) const { return f == FieldKind::Gravity ? gravityTrend : magneticTrend; }
+  const Trend& trend(FieldKind f) const {
+    return f == FieldKind::Gravity ? gravityTrend : magneticTrend;
+  }
   Trend& trend(FieldKind f) { return f == FieldKind::Gravity ? gravityTrend : magneticTrend; }
 };
 
@@ -121,7 +123,8 @@ inline bool isMissing(double v) { return !(v > -1e37); }
 // --- the observation surface ------------------------------------------------------------------
 
 // The surface elevation at x from stations (x ascending, elevation in m); 0 without stations.
-double surfaceElevation(const std::vector<double>& x, const std::vector<double>& elevation, double at);
+double surfaceElevation(const std::vector<double>& x, const std::vector<double>& elevation,
+                        double at);
 
 // --- checks -------------------------------------------------------------------------------------
 

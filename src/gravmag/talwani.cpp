@@ -87,7 +87,7 @@ void edge2D(const T& au, const T& aw, const T& bu, const T& bw, unsigned need, T
   const T du = bu - au, dw = bw - aw;
   const T l2 = du * du + dw * dw;
   if (value(l2) == 0) return;  // a repeated vertex adds nothing
-  const T pu = dw, pw = -du;  // d⊥, the outward normal times the length for anticlockwise order
+  const T pu = dw, pw = -du;   // d⊥, the outward normal times the length for anticlockwise order
   const T lr1 = 0.5 * log(floorR2(au * au + aw * aw));
   const T lr2 = 0.5 * log(floorR2(bu * bu + bw * bw));
   const T cross = au * bw - aw * bu;

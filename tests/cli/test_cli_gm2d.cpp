@@ -48,19 +48,19 @@ TEST_F(CliGm2dTest, BothMethodsInvertTheStartingModel) {
   gm2d::Model start;
   ASSERT_TRUE(gm2d::readObserved(prof(gm2d::kDemoProfile), p));
   ASSERT_TRUE(gm2d::readModel(prof(gm2d::kDemoStartModel), start));
-  const double before =
-      gm2d::rmsMisfit(p.gravity, gm2d::computeField(start, p.x, p.elevation, gm2d::FieldKind::Gravity).total);
+  const double before = gm2d::rmsMisfit(
+      p.gravity, gm2d::computeField(start, p.x, p.elevation, gm2d::FieldKind::Gravity).total);
   for (const char* method : {"cholesky", "svd"}) {
-    test::CliResult r = cli(std::string("invert ") + gm2d::kDemoStartModel + " --stations " +
-                            gm2d::kDemoProfile + " --field gravity --method " + method +
-                            " -o out.mo2 --dat out.dat");
+    test::CliResult r =
+        cli(std::string("invert ") + gm2d::kDemoStartModel + " --stations " + gm2d::kDemoProfile +
+            " --field gravity --method " + method + " -o out.mo2 --dat out.dat");
     ASSERT_EQ(r.status, 0) << r.out;
     EXPECT_NE(r.out.find("迭代 1"), std::string::npos);
     EXPECT_NE(r.out.find("反演结束"), std::string::npos);
     gm2d::Model m;
     ASSERT_TRUE(gm2d::readModel(prof("out.mo2"), m));
-    const double after =
-        gm2d::rmsMisfit(p.gravity, gm2d::computeField(m, p.x, p.elevation, gm2d::FieldKind::Gravity).total);
+    const double after = gm2d::rmsMisfit(
+        p.gravity, gm2d::computeField(m, p.x, p.elevation, gm2d::FieldKind::Gravity).total);
     EXPECT_LT(after, 0.1 * before) << method;
     EXPECT_TRUE(fs::exists(prof("out.dat")));
   }

@@ -231,14 +231,16 @@ TEST(Gm2dFiles, DemoSetReadsBackAndItsStartModelInvertsTowardsTheTruth) {
   ASSERT_TRUE(g.ok());
   Profile onGrid = p;
   ASSERT_TRUE(applyTerrain(onGrid, g.grid));
-  for (std::size_t i = 0; i < p.size(); i += 20) EXPECT_NEAR(onGrid.elevation[i], p.elevation[i], 0.1);
+  for (std::size_t i = 0; i < p.size(); i += 20)
+    EXPECT_NEAR(onGrid.elevation[i], p.elevation[i], 0.1);
   InversionSettings s;
   const InversionResult r = invert(start, p, s);
   ASSERT_TRUE(r.outcome);
   EXPECT_LT(r.finalRms, 0.1 * r.startRms);
   EXPECT_NEAR(r.model.bodies[0].vertices[4].z, truth.bodies[0].vertices[4].z, 150);
   // Exports are the system's ASCII scatter files.
-  ASSERT_TRUE(writeCalculatedDat(d.file("calc.dat"), r.model, p, {FieldKind::Gravity, FieldKind::Magnetic}));
+  ASSERT_TRUE(writeCalculatedDat(d.file("calc.dat"), r.model, p,
+                                 {FieldKind::Gravity, FieldKind::Magnetic}));
   ScatterReadResult sc = readAsciiScatter(d.file("calc.dat"));
   ASSERT_TRUE(sc.ok());
   EXPECT_EQ(sc.file.recordCount, 201);

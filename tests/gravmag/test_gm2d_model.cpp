@@ -50,8 +50,9 @@ TEST(SectionModel, SplitAndMergeAreInverse) {
   ASSERT_EQ(m.bodies.size(), 2u);
   EXPECT_EQ(m.bodies[0].vertices.size(), 4u);
   EXPECT_EQ(m.bodies[1].vertices.size(), 4u);
-  EXPECT_NEAR(std::abs(signedArea2(m.bodies[0].vertices)) + std::abs(signedArea2(m.bodies[1].vertices)),
-              area, 1e-9);
+  EXPECT_NEAR(
+      std::abs(signedArea2(m.bodies[0].vertices)) + std::abs(signedArea2(m.bodies[1].vertices)),
+      area, 1e-9);
   // Neighbours or a chord outside the body are refused; the model stays.
   EXPECT_FALSE(splitBody(m, 0, 0, 1));
   ASSERT_TRUE(mergeBodies(m, 0, 1));

@@ -51,8 +51,10 @@ TEST(Talwani, SixtyFourSidedPolygonGivesTheCylindersGravityAndMagneticField) {
     peakG = std::max(peakG, std::abs(g));
     peakT = std::max(peakT, std::abs(dt));
     errG = std::max(errG, std::abs(kGravityFactor * drho * t.gz - g));
-    errT = std::max(errT, std::abs(bodyValue(t, 0, m, f, FieldKind::Magnetic, MagComponent::DeltaT) - dt));
-    errZ = std::max(errZ, std::abs(bodyValue(t, 0, m, {0, 0, 1}, FieldKind::Magnetic, MagComponent::Za) - bz));
+    errT = std::max(
+        errT, std::abs(bodyValue(t, 0, m, f, FieldKind::Magnetic, MagComponent::DeltaT) - dt));
+    errZ = std::max(
+        errZ, std::abs(bodyValue(t, 0, m, {0, 0, 1}, FieldKind::Magnetic, MagComponent::Za) - bz));
     EXPECT_NEAR(t.xx + t.zz, 0.0, 1e-12);  // Laplace in two dimensions
     EXPECT_EQ(t.yy, 0.0);
   }
@@ -182,7 +184,8 @@ TEST(Talwani, VertexDerivativesAgreeWithDifferenceQuotients) {
         const Tensor plus = moved(h), minus = moved(-h);
         const Tensor& g = axis == 0 ? grad[k].dx : grad[k].dz;
         auto check = [&](double analytic, double p, double m, double scale) {
-          EXPECT_NEAR(analytic, (p - m) / (2 * h), 1e-6 * scale) << k << " " << axis << " " << strike;
+          EXPECT_NEAR(analytic, (p - m) / (2 * h), 1e-6 * scale)
+              << k << " " << axis << " " << strike;
         };
         check(g.gz, plus.gz, minus.gz, 1.0);
         check(g.gx, plus.gx, minus.gx, 1.0);

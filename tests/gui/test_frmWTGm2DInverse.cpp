@@ -307,7 +307,9 @@ TEST_F(Gm2DInverseTest, ModelsAreAddedSplitMergedAndChosenWithTheMouse) {
   w.dispatch("mnuInversionChooseVertices");
   c.sectionPress(px(3000, 500), Qt::LeftButton, Qt::NoModifier);
   std::size_t k = 0;
-  auto near3000 = [](const gm2d::Point2& v) { return std::abs(v.x - 3000) < 1 && std::abs(v.z - 500) < 1; };
+  auto near3000 = [](const gm2d::Point2& v) {
+    return std::abs(v.x - 3000) < 1 && std::abs(v.z - 500) < 1;
+  };
   while (k < 5 && !near3000(c.model().bodies[0].vertices[k])) ++k;
   ASSERT_LT(k, 5u);
   EXPECT_EQ(c.model().bodies[0].freedom(k), gm2d::kFreeZ);

@@ -38,11 +38,11 @@
 namespace sarnoth::gui {
 namespace {
 
+using closed::MaskProRequest;
 using gm2d::Body;
 using gm2d::FieldKind;
 using gm2d::Model;
 using gm2d::Point2;
-using closed::MaskProRequest;
 
 // Both panels share these horizontal margins, so a station stands above its place in the section.
 constexpr double kLeft = 72, kRight = 24;
@@ -141,8 +141,7 @@ bool inside(const std::vector<Point2>& poly, const Point2& p) {
   for (std::size_t i = 0, j = poly.size() - 1; i < poly.size(); j = i++) {
     const Point2& a = poly[i];
     const Point2& b = poly[j];
-    if ((a.z > p.z) != (b.z > p.z) && p.x < (b.x - a.x) * (p.z - a.z) / (b.z - a.z) + a.x)
-      in = !in;
+    if ((a.z > p.z) != (b.z > p.z) && p.x < (b.x - a.x) * (p.z - a.z) / (b.z - a.z) + a.x) in = !in;
   }
   return in;
 }
@@ -479,8 +478,10 @@ bool MaskPro::invoke(int method, const std::string& path) {
       loadModel(path, false);
       return true;
   }
-  if (!o) say(o.message);
-  else setStatus(1, QString::fromStdString("已保存 " + path));
+  if (!o)
+    say(o.message);
+  else
+    setStatus(1, QString::fromStdString("已保存 " + path));
   return true;
 }
 
@@ -536,8 +537,8 @@ void MaskPro::publishStates(bool all) {
       {"mnuSetDynShow", true, dynamic_},
       {"mnuSetColorPrint", true, print_.colour},
       {"mnuSetValueToTitle", true, valueToTitle_},
-      {"mnuSetBaseField", hasProfile_ && profile_.has(FieldKind::Gravity) &&
-                              profile_.has(FieldKind::Magnetic),
+      {"mnuSetBaseField",
+       hasProfile_ && profile_.has(FieldKind::Gravity) && profile_.has(FieldKind::Magnetic),
        field_ == FieldKind::Magnetic},
   };
   static const char* steps[] = {"mnuSetStep3", "mnuSetStep4", "mnuSetStep5", "mnuSetStep6",
@@ -627,8 +628,9 @@ void MaskPro::setModel(Model m, bool keepHistory) {
 bool MaskPro::applyEdit(const std::function<Outcome(Model&)>& edit) {
   Model m = model_;
   Outcome o = edit(m);
-  if (o) o = gm2d::checkModel(m, hasProfile_ ? profile_.x : std::vector<double>{},
-                              hasProfile_ ? profile_.elevation : std::vector<double>{});
+  if (o)
+    o = gm2d::checkModel(m, hasProfile_ ? profile_.x : std::vector<double>{},
+                         hasProfile_ ? profile_.elevation : std::vector<double>{});
   if (!o) {
     if (!o.message.empty()) say(o.message);
     return false;
@@ -658,7 +660,8 @@ void MaskPro::select(int body, int vertex) {
   selVertex_ = vertex;
   if (body >= 0 && body < static_cast<int>(model_.bodies.size())) {
     const Body& b = model_.bodies[static_cast<std::size_t>(body)];
-    QString t = QString::fromStdString(b.name) + QString("  密度 %1  磁化率 %2").arg(num(b.density)).arg(num(b.susceptibility));
+    QString t = QString::fromStdString(b.name) +
+                QString("  密度 %1  磁化率 %2").arg(num(b.density)).arg(num(b.susceptibility));
     if (vertex >= 0)
       t += QString("  角点 %1 (%2, %3)")
                .arg(vertex + 1)
@@ -688,8 +691,7 @@ void MaskPro::recompute() {
     for (FieldKind f : {FieldKind::Gravity, FieldKind::Magnetic}) {
       if (!profile_.has(f)) continue;
       const std::vector<double> calc =
-          f == field_ ? computed_.total
-                      : gm2d::computeField(model_, stationX_, stationH_, f).total;
+          f == field_ ? computed_.total : gm2d::computeField(model_, stationX_, stationH_, f).total;
       t += QString("%1均方误差 %2  ")
                .arg(f == FieldKind::Gravity ? "重力" : "磁力")
                .arg(num(gm2d::rmsMisfit(profile_.observed(f), calc), 5));
@@ -739,8 +741,8 @@ chart::Chart MaskPro::buildChart(const QSize& size) const {
     r.dashed = true;
     c.series.push_back(r);
   }
-  chart::Series calc =
-      chart::Series::of(chart::SeriesKind::Line, stationX_, computed_.total, chartRgb(calcColour_), "计算");
+  chart::Series calc = chart::Series::of(chart::SeriesKind::Line, stationX_, computed_.total,
+                                         chartRgb(calcColour_), "计算");
   calc.width = 2;
   c.series.push_back(calc);
   if (!model_.trend(field_).c.empty()) {
@@ -810,17 +812,19 @@ void MaskPro::drawSection(QPainter& p, const QRectF& f, bool forPrint) const {
       const Body& body = model_.bodies[b];
       for (std::size_t k = 0; k < body.vertices.size(); ++k) {
         const QPointF c = toPixel(body.vertices[k], f);
-        const bool sel = !forPrint && static_cast<int>(b) == selBody_ && static_cast<int>(k) == selVertex_;
+        const bool sel =
+            !forPrint && static_cast<int>(b) == selBody_ && static_cast<int>(k) == selVertex_;
         p.setPen(QPen(sel ? Qt::red : Qt::black, 1));
         p.setBrush(sel ? QBrush(Qt::red) : QBrush(Qt::white));
         const double r = 3;
         switch (body.freedom(k)) {
           case gm2d::kFreeZ:
-            p.drawPolygon(QPolygonF{c + QPointF(0, -r - 1), c + QPointF(r + 1, r), c + QPointF(-r - 1, r)});
+            p.drawPolygon(
+                QPolygonF{c + QPointF(0, -r - 1), c + QPointF(r + 1, r), c + QPointF(-r - 1, r)});
             break;
           case gm2d::kFreeX:
-            p.drawPolygon(QPolygonF{c + QPointF(0, -r - 1), c + QPointF(r + 1, 0), c + QPointF(0, r + 1),
-                                    c + QPointF(-r - 1, 0)});
+            p.drawPolygon(QPolygonF{c + QPointF(0, -r - 1), c + QPointF(r + 1, 0),
+                                    c + QPointF(0, r + 1), c + QPointF(-r - 1, 0)});
             break;
           case gm2d::kFreeXZ:
             p.setBrush(sel ? QBrush(Qt::red) : QBrush(Qt::black));
@@ -850,7 +854,8 @@ void MaskPro::drawSection(QPainter& p, const QRectF& f, bool forPrint) const {
   // The station line.
   if (!stationX_.empty()) {
     QPolygonF line;
-    for (std::size_t i = 0; i < stationX_.size(); ++i) line << toPixel({stationX_[i], -stationH_[i]}, f);
+    for (std::size_t i = 0; i < stationX_.size(); ++i)
+      line << toPixel({stationX_[i], -stationH_[i]}, f);
     p.setPen(QPen(QColor(90, 60, 30), 1.5));
     p.drawPolyline(line);
     if (hasProfile_) {
@@ -936,7 +941,8 @@ void MaskPro::loadObserved(const std::string& path) {
   }
   profile_ = std::move(p);
   hasProfile_ = true;
-  if (!profile_.has(field_)) field_ = profile_.has(FieldKind::Gravity) ? FieldKind::Gravity : FieldKind::Magnetic;
+  if (!profile_.has(field_))
+    field_ = profile_.has(FieldKind::Gravity) ? FieldKind::Gravity : FieldKind::Magnetic;
   if (profile_.georeferenced) model_.azimuth = profile_.azimuth;
   model_.component = profile_.component;
   fixedY_.reset();
@@ -1067,10 +1073,11 @@ void MaskPro::runInversion(gm2d::InversionMethod method) {
   const Model before = model_;
   inverting_ = true;
   stopRequested_ = false;
-  setStatus(1, method == gm2d::InversionMethod::Cholesky ? "正在反演 (Cholesky)..." : "正在反演 (广义逆)...");
+  setStatus(1, method == gm2d::InversionMethod::Cholesky ? "正在反演 (Cholesky)..."
+                                                         : "正在反演 (广义逆)...");
   QApplication::setOverrideCursor(Qt::BusyCursor);
-  const gm2d::InversionResult r =
-      gm2d::invert(model_, profile_, settings_, [&](const gm2d::IterationReport& rep, const Model& m) {
+  const gm2d::InversionResult r = gm2d::invert(
+      model_, profile_, settings_, [&](const gm2d::IterationReport& rep, const Model& m) {
         model_ = m;
         recompute();
         setStatus(1, QString("第 %1 次迭代  均方误差 %2").arg(rep.iteration).arg(num(rep.rms, 5)));
@@ -1117,7 +1124,8 @@ void MaskPro::pickColour(QColor& target, const QString& title) {
 void MaskPro::recolourBodies() {
   if (model_.bodies.empty()) return;
   applyEdit([&](Model& m) {
-    for (Body& b : m.bodies) b.colour = colours_.at(colours_.bySusceptibility ? b.susceptibility : b.density);
+    for (Body& b : m.bodies)
+      b.colour = colours_.at(colours_.bySusceptibility ? b.susceptibility : b.density);
     return Outcome::success();
   });
 }
@@ -1126,11 +1134,13 @@ void MaskPro::openPreview() {
   if (preview_) return;
   auto* printer = new QPrinter(QPrinter::HighResolution);
   printer->setPageOrientation(print_.landscape ? QPageLayout::Landscape : QPageLayout::Portrait);
-  printer->setPageMargins(QMarginsF(print_.margins[0], print_.margins[1], print_.margins[2], print_.margins[3]),
-                          QPageLayout::Millimeter);
+  printer->setPageMargins(
+      QMarginsF(print_.margins[0], print_.margins[1], print_.margins[2], print_.margins[3]),
+      QPageLayout::Millimeter);
   preview_ = new QPrintPreviewDialog(printer, this);
   preview_->setObjectName("dlgPrintPreview");
-  connect(preview_, &QPrintPreviewDialog::paintRequested, this, [this](QPrinter* pr) { printSheet(pr); });
+  connect(preview_, &QPrintPreviewDialog::paintRequested, this,
+          [this](QPrinter* pr) { printSheet(pr); });
   connect(preview_, &QDialog::finished, this, [this, printer] {
     preview_->deleteLater();
     preview_ = nullptr;
@@ -1145,8 +1155,9 @@ void MaskPro::openPreview() {
 void MaskPro::print() {
   QPrinter printer(QPrinter::HighResolution);
   printer.setPageOrientation(print_.landscape ? QPageLayout::Landscape : QPageLayout::Portrait);
-  printer.setPageMargins(QMarginsF(print_.margins[0], print_.margins[1], print_.margins[2], print_.margins[3]),
-                         QPageLayout::Millimeter);
+  printer.setPageMargins(
+      QMarginsF(print_.margins[0], print_.margins[1], print_.margins[2], print_.margins[3]),
+      QPageLayout::Millimeter);
   QPrintDialog dlg(&printer, this);
   dlg.setObjectName("dlgPrint");
   if (dlg.exec() != QDialog::Accepted) return;
@@ -1221,7 +1232,9 @@ void MaskPro::trendDialog() {
   QDoubleSpinBox* c[4];
   for (int k = 0; k < 4; ++k) {
     const std::string name = "txtCoef_" + std::to_string(k);
-    c[k] = spin(-1e9, 1e9, k < static_cast<int>(t.c.size()) ? t.c[static_cast<std::size_t>(k)] : 0.0, 6, name.c_str());
+    c[k] =
+        spin(-1e9, 1e9, k < static_cast<int>(t.c.size()) ? t.c[static_cast<std::size_t>(k)] : 0.0,
+             6, name.c_str());
   }
   auto* x0 = spin(-1e9, 1e9, t.x0, 2, "txtX0");
   auto* inv = new QCheckBox("系数参加反演");
@@ -1244,7 +1257,8 @@ void MaskPro::trendDialog() {
     }
     const gm2d::Trend& f = m.trend(field_);
     x0->setValue(f.x0);
-    for (int k = 0; k < 4; ++k) c[k]->setValue(k < static_cast<int>(f.c.size()) ? f.c[static_cast<std::size_t>(k)] : 0.0);
+    for (int k = 0; k < 4; ++k)
+      c[k]->setValue(k < static_cast<int>(f.c.size()) ? f.c[static_cast<std::size_t>(k)] : 0.0);
   });
   if (d.exec() != QDialog::Accepted) return;
   applyEdit([&](Model& m) {
@@ -1289,9 +1303,9 @@ void MaskPro::constraintDialog() {
   auto* lay = new QVBoxLayout(&d);
   auto* table = new QTableWidget(static_cast<int>(chosen.size()), 13, &d);
   table->setObjectName("tblConstraints");
-  table->setHorizontalHeaderLabels({"模型", "反演密度", "密度下限", "密度上限", "反演磁化率", "磁化率下限",
-                                    "磁化率上限", "反演剩磁", "剩磁下限", "剩磁上限", "水平移动 (m)",
-                                    "垂向移动 (m)", "走向半长 (m)"});
+  table->setHorizontalHeaderLabels({"模型", "反演密度", "密度下限", "密度上限", "反演磁化率",
+                                    "磁化率下限", "磁化率上限", "反演剩磁", "剩磁下限", "剩磁上限",
+                                    "水平移动 (m)", "垂向移动 (m)", "走向半长 (m)"});
   for (int r = 0; r < static_cast<int>(chosen.size()); ++r) {
     const Body& b = model_.bodies[chosen[static_cast<std::size_t>(r)]];
     auto text = [&](int c, double v) { table->setItem(r, c, new QTableWidgetItem(num(v, 8))); };
@@ -1355,8 +1369,9 @@ void MaskPro::constraintDialog() {
       b.invertSusceptibility = on(4);
       b.invertRemanence = on(7);
       if (!value(2, b.densityMin) || !value(3, b.densityMax) || !value(5, b.susceptibilityMin) ||
-          !value(6, b.susceptibilityMax) || !value(8, b.remanenceMin) || !value(9, b.remanenceMax) ||
-          !value(10, b.moveX) || !value(11, b.moveZ) || !value(12, b.halfStrike))
+          !value(6, b.susceptibilityMax) || !value(8, b.remanenceMin) ||
+          !value(9, b.remanenceMax) || !value(10, b.moveX) || !value(11, b.moveZ) ||
+          !value(12, b.halfStrike))
         return Outcome::failure("约束范围必须是数值。");
       if (b.densityMin > b.densityMax || b.susceptibilityMin > b.susceptibilityMax ||
           b.remanenceMin > b.remanenceMax || b.moveX < 0 || b.moveZ < 0 || b.halfStrike < 0)
@@ -1394,7 +1409,9 @@ void MaskPro::scaleDialog() {
   form->addRow("垂向平移 (m)", dz);
   form->addRow(okCancel(&d));
   if (d.exec() != QDialog::Accepted) return;
-  applyEdit([&](Model& m) { return gm2d::scaleBodies(m, which, sx->value(), sz->value(), dx->value(), dz->value()); });
+  applyEdit([&](Model& m) {
+    return gm2d::scaleBodies(m, which, sx->value(), sz->value(), dx->value(), dz->value());
+  });
 }
 
 void MaskPro::printParamDialog() {
@@ -1483,7 +1500,8 @@ void MaskPro::gradColourDialog() {
   auto fill = [&] {
     table->setRowCount(static_cast<int>(colours_.values.size()));
     for (int r = 0; r < table->rowCount(); ++r) {
-      table->setItem(r, 0, new QTableWidgetItem(num(colours_.values[static_cast<std::size_t>(r)], 8)));
+      table->setItem(r, 0,
+                     new QTableWidgetItem(num(colours_.values[static_cast<std::size_t>(r)], 8)));
       auto* c = new QTableWidgetItem;
       c->setBackground(qc(colours_.colours[static_cast<std::size_t>(r)]));
       c->setFlags(Qt::ItemIsEnabled);
@@ -1494,7 +1512,8 @@ void MaskPro::gradColourDialog() {
   fill();
   connect(table, &QTableWidget::cellDoubleClicked, &d, [&](int r, int c) {
     if (c != 1) return;
-    const QColor q = chooseColour ? chooseColour(table->item(r, 1)->background().color(), "颜色") : QColor();
+    const QColor q =
+        chooseColour ? chooseColour(table->item(r, 1)->background().color(), "颜色") : QColor();
     if (q.isValid()) table->item(r, 1)->setBackground(q);
   });
   lay->addWidget(table);
@@ -1686,7 +1705,10 @@ void MaskPro::sectionPress(const QPointF& px, Qt::MouseButton button, Qt::Keyboa
       int e = -1;
       Point2 on;
       if (!hitEdge(px, b, e, on)) return;
-      if (applyEdit([&](Model& m) { return gm2d::insertVertex(m.bodies[static_cast<std::size_t>(b)], static_cast<std::size_t>(e), on); }))
+      if (applyEdit([&](Model& m) {
+            return gm2d::insertVertex(m.bodies[static_cast<std::size_t>(b)],
+                                      static_cast<std::size_t>(e), on);
+          }))
         select(b, e + 1);
       return;
     }
@@ -1700,7 +1722,8 @@ void MaskPro::sectionPress(const QPointF& px, Qt::MouseButton button, Qt::Keyboa
         return;
       }
       if (applyEdit([&](Model& m) {
-            return gm2d::splitBody(m, static_cast<std::size_t>(b), static_cast<std::size_t>(firstPickVertex_),
+            return gm2d::splitBody(m, static_cast<std::size_t>(b),
+                                   static_cast<std::size_t>(firstPickVertex_),
                                    static_cast<std::size_t>(v));
           }))
         setStatus(1, "模型已分割");
@@ -1718,7 +1741,9 @@ void MaskPro::sectionPress(const QPointF& px, Qt::MouseButton button, Qt::Keyboa
       {
         const int a = firstPick_;
         firstPick_ = -1;
-        if (applyEdit([&](Model& m) { return gm2d::mergeBodies(m, static_cast<std::size_t>(a), static_cast<std::size_t>(b)); })) {
+        if (applyEdit([&](Model& m) {
+              return gm2d::mergeBodies(m, static_cast<std::size_t>(a), static_cast<std::size_t>(b));
+            })) {
           select(a > b ? a - 1 : a, -1);
           setStatus(1, "模型已合并");
         }
@@ -1728,7 +1753,8 @@ void MaskPro::sectionPress(const QPointF& px, Qt::MouseButton button, Qt::Keyboa
       b = hitBody(px);
       if (b < 0) return;
       applyEdit([&](Model& m) {
-        m.bodies[static_cast<std::size_t>(b)].chosen = !m.bodies[static_cast<std::size_t>(b)].chosen;
+        m.bodies[static_cast<std::size_t>(b)].chosen =
+            !m.bodies[static_cast<std::size_t>(b)].chosen;
         return Outcome::success();
       });
       select(b, -1);
@@ -1742,7 +1768,8 @@ void MaskPro::sectionPress(const QPointF& px, Qt::MouseButton button, Qt::Keyboa
       applyEdit([&](Model& m) {
         Body& body = m.bodies[static_cast<std::size_t>(b)];
         body.free.resize(body.vertices.size(), gm2d::kFixed);
-        static const std::uint8_t next[4] = {gm2d::kFreeZ, gm2d::kFixed, gm2d::kFreeXZ, gm2d::kFreeX};
+        static const std::uint8_t next[4] = {gm2d::kFreeZ, gm2d::kFixed, gm2d::kFreeXZ,
+                                             gm2d::kFreeX};
         // fixed → z → x and z → x → fixed
         std::uint8_t& fr = body.free[static_cast<std::size_t>(v)];
         fr = next[fr];
@@ -1787,12 +1814,14 @@ void MaskPro::sectionMove(const QPointF& px, Qt::MouseButtons buttons) {
     if (moveMode_ != gm2d::MoveMode::Whole) return;
     const Point2 p0 = toModel(pressAt_, f);
     const Point2 first = m.bodies[b].vertices[0];
-    o = gm2d::dragVertex(m, b, 0, {first.x + at.x - p0.x, first.z + at.z - p0.z}, gm2d::MoveMode::Whole);
+    o = gm2d::dragVertex(m, b, 0, {first.x + at.x - p0.x, first.z + at.z - p0.z},
+                         gm2d::MoveMode::Whole);
   } else {
     o = gm2d::dragVertex(m, b, static_cast<std::size_t>(selVertex_), at, moveMode_);
   }
-  if (o) o = gm2d::checkModel(m, hasProfile_ ? profile_.x : std::vector<double>{},
-                              hasProfile_ ? profile_.elevation : std::vector<double>{});
+  if (o)
+    o = gm2d::checkModel(m, hasProfile_ ? profile_.x : std::vector<double>{},
+                         hasProfile_ ? profile_.elevation : std::vector<double>{});
   if (!o) {
     setStatus(1, QString::fromStdString(o.message));
     return;  // the body stays where it was last allowed
@@ -1830,11 +1859,13 @@ void MaskPro::sectionRelease(const QPointF& px) {
 
 void MaskPro::sectionDoubleClick(const QPointF& px) {
   if (editMode_ == EditMode::AddModel) {
-    if (pending_.size() >= 2 && !(pending_.back() == toModel(px, sectionFrame()))) pending_.push_back(toModel(px, sectionFrame()));
+    if (pending_.size() >= 2 && !(pending_.back() == toModel(px, sectionFrame())))
+      pending_.push_back(toModel(px, sectionFrame()));
     // The double click's own press added a point at the same place; drop repeats.
     std::vector<Point2> pts;
     for (const Point2& p : pending_)
-      if (pts.empty() || std::hypot(p.x - pts.back().x, p.z - pts.back().z) > 1e-6) pts.push_back(p);
+      if (pts.empty() || std::hypot(p.x - pts.back().x, p.z - pts.back().z) > 1e-6)
+        pts.push_back(p);
     pending_.clear();
     if (pts.size() < 3) {
       say(gm2d::kMsgTooFewVertices);
@@ -1878,7 +1909,9 @@ void MaskPro::sectionContextMenu(const QPointF& px, const QPoint& global) {
   QAction* insert = menu.addAction("插入模型文件...");
   QAction* got = menu.exec(global);
   if (got == delVertex)
-    applyEdit([&](Model& m) { return gm2d::deleteVertex(m.bodies[static_cast<std::size_t>(b)], static_cast<std::size_t>(v)); });
+    applyEdit([&](Model& m) {
+      return gm2d::deleteVertex(m.bodies[static_cast<std::size_t>(b)], static_cast<std::size_t>(v));
+    });
   else if (got == delBody)
     applyEdit([&](Model& m) {
       m.bodies.erase(m.bodies.begin() + b);
@@ -1919,7 +1952,8 @@ void MaskPro::keyPressEvent(QKeyEvent* e) {
           }))
         select(-1, -1);
     } else if (applyEdit([&](Model& m) {
-                 return gm2d::deleteVertex(m.bodies[static_cast<std::size_t>(b)], static_cast<std::size_t>(v));
+                 return gm2d::deleteVertex(m.bodies[static_cast<std::size_t>(b)],
+                                           static_cast<std::size_t>(v));
                })) {
       select(b, -1);
     }
@@ -1929,8 +1963,10 @@ void MaskPro::keyPressEvent(QKeyEvent* e) {
     const QRectF f = sectionFrame();
     const auto b = static_cast<std::size_t>(selBody_), v = static_cast<std::size_t>(selVertex_);
     QPointF px = toPixel(model_.bodies[b].vertices[v], f);
-    px += e->key() == Qt::Key_Left ? QPointF(-1, 0) : e->key() == Qt::Key_Right ? QPointF(1, 0)
-          : e->key() == Qt::Key_Up ? QPointF(0, -1) : QPointF(0, 1);
+    px += e->key() == Qt::Key_Left    ? QPointF(-1, 0)
+          : e->key() == Qt::Key_Right ? QPointF(1, 0)
+          : e->key() == Qt::Key_Up    ? QPointF(0, -1)
+                                      : QPointF(0, 1);
     applyEdit([&](Model& m) { return gm2d::dragVertex(m, b, v, toModel(px, f), moveMode_); });
   } else {
     QWidget::keyPressEvent(e);
@@ -1952,9 +1988,15 @@ void SectionPanel::paintEvent(QPaintEvent*) {
 void SectionPanel::mousePressEvent(QMouseEvent* e) {
   owner_->sectionPress(e->position(), e->button(), e->modifiers());
 }
-void SectionPanel::mouseMoveEvent(QMouseEvent* e) { owner_->sectionMove(e->position(), e->buttons()); }
+void SectionPanel::mouseMoveEvent(QMouseEvent* e) {
+  owner_->sectionMove(e->position(), e->buttons());
+}
 void SectionPanel::mouseReleaseEvent(QMouseEvent* e) { owner_->sectionRelease(e->position()); }
-void SectionPanel::mouseDoubleClickEvent(QMouseEvent* e) { owner_->sectionDoubleClick(e->position()); }
-void SectionPanel::contextMenuEvent(QContextMenuEvent* e) { owner_->sectionContextMenu(e->pos(), e->globalPos()); }
+void SectionPanel::mouseDoubleClickEvent(QMouseEvent* e) {
+  owner_->sectionDoubleClick(e->position());
+}
+void SectionPanel::contextMenuEvent(QContextMenuEvent* e) {
+  owner_->sectionContextMenu(e->pos(), e->globalPos());
+}
 
 }  // namespace sarnoth::gui

@@ -166,7 +166,8 @@ void frmWTGm2DInverse::buildMenus() {
   entry(looks, "mnuSetOriDataLooksPointLine");
   QMenu* steps = set->addMenu("角点有效范围");
   steps->setObjectName("mnuSetStep");
-  for (int k = 0; k < 7; ++k) entry(steps, kSteps[k], QString("%1 像素").arg(k + 3).toUtf8().constData());
+  for (int k = 0; k < 7; ++k)
+    entry(steps, kSteps[k], QString("%1 像素").arg(k + 3).toUtf8().constData());
   set->addSeparator();
   entry(set, "mnuSetAddVertFlag");
   entry(set, "mnuSetNoVertFlag");
@@ -267,7 +268,8 @@ void frmWTGm2DInverse::fileRequest(closed::MaskProRequest request) {
   picker.run();
   // A chosen name of at least four characters lies under Prof_Dat\.
   std::string path;
-  if (QString::fromStdString(gPickedFile).size() >= 4) path = gWorkPath + "Prof_Dat\\" + gPickedFile;
+  if (QString::fromStdString(gPickedFile).size() >= 4)
+    path = gWorkPath + "Prof_Dat\\" + gPickedFile;
   MaskPro1->invoke(r.answer, path);
 }
 

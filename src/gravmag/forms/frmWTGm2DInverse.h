@@ -54,7 +54,6 @@ class frmWTGm2DInverse : public QMainWindow, public closed::MaskProEvents {
   void resizeEvent(QResizeEvent* e) override;
 
  private:
-
   void buildMenus();
   void buildToolbar();
   QAction* entry(QMenu* menu, const char* key, const char* caption = nullptr);
