@@ -218,6 +218,9 @@ MaskPro::~MaskPro() = default;
 
 bool MaskPro::invoke(int method) {
   using gm2d::MoveMode;
+  // While an inversion runs (window events pass between its iterations) the model is the
+  // inversion's: commands wait for it to end or for Esc to stop it.
+  if (inverting_) return method >= 1 && method <= 71;
   switch (method) {
     case 1:
       request(MaskProRequest::OpenObserved);
