@@ -1,8 +1,10 @@
 // project: coordinate conversion of a point, a work-area table or a file (坐标转换).
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 
 #include "cli/cli.h"
+#include "datatools/coord_groups.h"
 #include "prep/coord_convert.h"
 #include "prep/projection_table.h"
 #include "workarea/scatter_file.h"
@@ -16,6 +18,8 @@ const char* kUsage =
     "       sarnoth-cli project table TABLE --x FIELD --y FIELD [--new-x NAME --new-y NAME]\n"
     "                                --from SYS --to SYS [--workarea DIR]\n"
     "       sarnoth-cli project file IN OUT [--x FIELD --y FIELD] --from SYS --to SYS\n"
+    "       sarnoth-cli project groups TABLE --pairs X1:Y1,X2:Y2,... [--new NX1:NY1,...]\n"
+    "                                (--angle FROM:TO | --unit FROM:TO | --from SYS --to SYS)\n"
     "       sarnoth-cli project systems [TEXT]\n"
     "  [--threads N]\n"
     "\n"
@@ -33,6 +37,9 @@ const char* kUsage =
     "    with unit= for a ready-made system.\n"
     "  A table gets the new fields (singles) FIELD_X and FIELD_Y unless named; a file is a\n"
     "  Sarnoth scatter file (ASCII or binary; the first two fields unless named) or a .gph file.\n"
+    "  groups (坐标组转换) converts several pairs of fields at once into new DOUBLE fields\n"
+    "  (default X_X, Y_Y): --angle between dd, dms (D.MMSS) and dddmmss; --unit between km, m\n"
+    "  and f:FACTOR; or a projection conversion as above.\n"
     "  Points that cannot be converted get -1E+38. Example:\n"
     "    sarnoth-cli project point 117.5 39.5 --from proj=geo,ellps=10 \\\n"
     "        --to proj=gk3,ellps=10,prefix";
@@ -73,6 +80,91 @@ void printReport(const CoordRunReport& r) {
   if (!r.note.empty()) std::printf("  %s\n", r.note.c_str());
 }
 
+std::vector<std::string> items(const std::string& s, char sep) {
+  std::vector<std::string> v;
+  std::size_t pos = 0;
+  while (pos <= s.size()) {
+    const std::size_t c = s.find(sep, pos);
+    v.push_back(s.substr(pos, c == std::string::npos ? std::string::npos : c - pos));
+    if (c == std::string::npos) break;
+    pos = c + 1;
+  }
+  return v;
+}
+
+// "dd", "dms", "dddmmss" or "km", "m", "f:N" → the option and factor.
+bool formOf(const std::string& s, bool angle, int& form, double& factor) {
+  factor = 1;
+  if (angle) {
+    form = s == "dd" ? 0 : s == "dms" ? 1 : s == "dddmmss" ? 2 : -1;
+    return form >= 0;
+  }
+  if (s == "km" || s == "m") {
+    form = s == "km" ? 0 : 1;
+    return true;
+  }
+  if (s.rfind("f:", 0) == 0) {
+    form = 2;
+    factor = std::atof(s.c_str() + 2);
+    return true;
+  }
+  return false;
+}
+
+int runGroups(Args& a, int threads) {
+  const std::string work = workPath(a);
+  if (work.empty()) return failWith("请运行主程序设置当前工作区.");
+  CoordGroupJob job;
+  job.table = a.pos(1);
+  const std::vector<std::string> news =
+      a.has("new") ? items(a.get("new"), ',') : std::vector<std::string>{};
+  std::size_t k = 0;
+  for (const std::string& p : items(a.get("pairs"), ',')) {
+    const auto xy = items(p, ':');
+    if (xy.size() != 2) return failWith("--pairs takes X:Y,X:Y,...");
+    FieldPair fp = proposePair(xy[0], xy[1]);
+    if (k < news.size()) {
+      const auto n = items(news[k], ':');
+      if (n.size() != 2) return failWith("--new takes NX:NY,NX:NY,...");
+      fp.newX = n[0];
+      fp.newY = n[1];
+    }
+    ++k;
+    job.pairs.push_back(fp);
+  }
+  if (a.has("angle") || a.has("unit")) {
+    const bool angle = a.has("angle");
+    const auto ft = items(a.get(angle ? "angle" : "unit"), ':');
+    int f = 0, t = 0;
+    double ff = 1, tf = 1;
+    if (ft.size() != 2 || !formOf(ft[0], angle, f, ff) || !formOf(ft[1], angle, t, tf))
+      return failWith(angle ? "--angle takes FROM:TO of dd, dms, dddmmss"
+                            : "--unit takes FROM:TO of km, m, f:FACTOR");
+    job.kind = angle ? GroupConversion::Angle : GroupConversion::Unit;
+    (angle ? job.angleFrom : job.unitFrom) = f;
+    (angle ? job.angleTo : job.unitTo) = t;
+    job.factorFrom = ff;
+    job.factorTo = tf;
+  } else {
+    job.kind = GroupConversion::Projection;
+    if (!side(a, "from", projtable::kInputSide, job.from) ||
+        !side(a, "to", projtable::kOutputSide, job.to))
+      return 1;
+  }
+  CoordRunReport report;
+  try {
+    Database db = openWorkDatabase(work);
+    CliProgress progress("project");
+    Outcome o = runCoordGroups(db, job, progress, report, threads);
+    if (!o) return failWith(o.message);
+    std::printf("%s: %s\n", job.table.c_str(), o.message.c_str());
+  } catch (const StoreError& e) {
+    return failWith(e.what());
+  }
+  printReport(report);
+  return 0;
+}
+
 int runProject(Args& a) {
   const std::string sub = a.pos(0);
   const int threads = static_cast<int>(a.getInt("threads", 0));
@@ -84,6 +176,7 @@ int runProject(Args& a) {
         std::printf("%s\t%s\n", s.name.c_str(), s.caption.c_str());
     return 0;
   }
+  if (sub == "groups") return runGroups(a, threads);
   if (sub != "point" && sub != "table" && sub != "file") return failWith(kUsage);
   auto t = transformOf(a);
   if (!t) return 1;

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <limits>
 #include <map>
+#include <thread>
 
 #include "prep/parallel_rows.h"
 #include "prep/projection_table.h"
@@ -960,16 +961,18 @@ struct Stmt {
 // A value read for conversion: nulls of the table (-1E+38 and below -1E+30, SQL NULL, text that
 // is not a number) become NaN.
 double readCell(sqlite3_stmt* st, int col) {
-  switch (sqlite3_column_type(st, col)) {
+  // One call into the statement per cell; the value is read without taking the lock again.
+  sqlite3_value* v = sqlite3_column_value(st, col);
+  switch (sqlite3_value_type(v)) {
     case SQLITE_INTEGER:
     case SQLITE_FLOAT: {
-      const double v = sqlite3_column_double(st, col);
-      return isNullValue(v) ? kNaN : v;
+      const double d = sqlite3_value_double(v);
+      return isNullValue(d) ? kNaN : d;
     }
     case SQLITE_TEXT: {
-      double v = 0;
-      const char* t = reinterpret_cast<const char*>(sqlite3_column_text(st, col));
-      return t && filetext::parseDouble(t, v) && !isNullValue(v) ? v : kNaN;
+      double d = 0;
+      const char* t = reinterpret_cast<const char*>(sqlite3_value_text(v));
+      return t && filetext::parseDouble(t, d) && !isNullValue(d) ? d : kNaN;
     }
     default:
       return kNaN;
@@ -978,9 +981,72 @@ double readCell(sqlite3_stmt* st, int col) {
 
 }  // namespace
 
+namespace {
+
+// The records of one chunk: their ids, the values read (x, y per pair) and, once converted, the
+// values to write.
+struct TableChunk {
+  std::vector<std::int64_t> ids;
+  std::vector<std::vector<double>> xs, ys;  // per pair
+  std::int64_t failed = 0;
+  std::size_t cursor = 0;  // where the edit of the chunk stands
+
+  void reset(std::size_t pairs) {
+    ids.clear();
+    xs.assign(pairs, {});
+    ys.assign(pairs, {});
+    failed = 0;
+    cursor = 0;
+  }
+  bool empty() const { return ids.empty(); }
+};
+
+// What the edit statement asks of a record: converted_value(rowid, k) is the k-th written value
+// of that record (x of pair k/2 for even k, y for odd), null written as -1E+38 and singles
+// rounded as the store keeps them.
+struct ChunkEdit {
+  TableChunk* chunk = nullptr;
+  std::vector<bool> single;  // per written value
+};
+
+constexpr const char* kEditFunction = "sarnoth_converted_value";
+
+void convertedValue(sqlite3_context* ctx, int, sqlite3_value** argv) {
+  auto* edit = static_cast<ChunkEdit*>(sqlite3_user_data(ctx));
+  TableChunk& c = *edit->chunk;
+  const std::int64_t id = sqlite3_value_int64(argv[0]);
+  const int k = sqlite3_value_int(argv[1]);
+  // The statement walks the chunk in rowid order, so the cursor is nearly always right.
+  if (c.cursor >= c.ids.size() || c.ids[c.cursor] != id) {
+    auto it = std::lower_bound(c.ids.begin(), c.ids.end(), id);
+    if (it == c.ids.end() || *it != id) {
+      sqlite3_result_error(ctx, "record outside the chunk", -1);
+      return;
+    }
+    c.cursor = static_cast<std::size_t>(it - c.ids.begin());
+  }
+  const auto pair = static_cast<std::size_t>(k / 2);
+  double v = (k % 2 ? c.ys : c.xs)[pair][c.cursor];
+  v = std::isnan(v) ? NULL_VALUE_D : v;
+  if (edit->single[static_cast<std::size_t>(k)]) v = static_cast<float>(v);
+  sqlite3_result_double(ctx, v);
+  if (k + 1 == static_cast<int>(edit->single.size())) ++c.cursor;
+}
+
+}  // namespace
+
 Outcome convertTableFields(Database& db, const std::string& table,
                            const std::vector<FieldPair>& pairs, const std::string& newType,
                            const BlockConverter& fn, Progress& progress, CoordRunReport& report) {
+  std::thread converting;
+  sqlite3* h = db.handle();
+  bool functionSet = false;
+  auto finish = [&] {
+    if (converting.joinable()) converting.join();
+    if (functionSet)
+      sqlite3_create_function_v2(h, kEditFunction, 2, SQLITE_UTF8, nullptr, nullptr, nullptr,
+                                 nullptr, nullptr);
+  };
   try {
     if (table.empty() || !db.tableExists(table)) return Outcome::failure(kMsgNoTable);
     std::vector<FieldDef> fields = db.fields(table);
@@ -1001,84 +1067,102 @@ Outcome convertTableFields(Database& db, const std::string& table,
                      newType);
           fields = db.fields(table);
         }
-    // Which targets keep singles: the store rounds SINGLE fields to float on every write.
-    std::vector<bool> single;
+    ChunkEdit edit;
     for (const auto& p : pairs)
       for (const std::string& name : {trimmed(p.newX), trimmed(p.newY)})
-        single.push_back(fields[static_cast<std::size_t>(fieldIndex(fields, name))].type ==
-                         JetType::Single);
+        edit.single.push_back(fields[static_cast<std::size_t>(fieldIndex(fields, name))].type ==
+                              JetType::Single);
 
-    // Record by record in the table's order, as a dynaset walks it, with one prepared read and
-    // one prepared edit for the whole run.
-    sqlite3* h = db.handle();
+    // Record by record in the table's order, as a dynaset walks it. A chunk is read, converted
+    // on the other cores while the next is read and the one before is written, and committed
+    // on its own: a failure or a stop leaves the records done so far converted. The edit takes
+    // its values through a function of the record's id, so one statement edits a whole chunk.
+    if (sqlite3_create_function_v2(h, kEditFunction, 2, SQLITE_UTF8, &edit, convertedValue, nullptr,
+                                   nullptr, nullptr) != SQLITE_OK)
+      return Outcome::failure(sqlite3_errmsg(h));
+    functionSet = true;
     std::string select = "SELECT rowid";
     for (const auto& p : pairs) select += ", " + qid(p.x) + ", " + qid(p.y);
     select += " FROM " + qid(table) + " WHERE rowid > ? ORDER BY rowid LIMIT ?";
     std::string update = "UPDATE " + qid(table) + " SET ";
-    for (std::size_t k = 0; k < pairs.size(); ++k)
-      update += (k ? ", " : "") + qid(trimmed(pairs[k].newX)) + " = ?, " +
-                qid(trimmed(pairs[k].newY)) + " = ?";
-    update += " WHERE rowid = ?";
+    for (std::size_t k = 0; k < 2 * pairs.size(); ++k) {
+      const std::string& name = k % 2 ? pairs[k / 2].newY : pairs[k / 2].newX;
+      update += (k ? ", " : "") + qid(trimmed(name)) + " = " + kEditFunction + "(rowid, " +
+                std::to_string(k) + ")";
+    }
+    update += " WHERE rowid > ? AND rowid <= ?";
     Stmt rd, wr;
     if (sqlite3_prepare_v2(h, select.c_str(), -1, &rd.st, nullptr) != SQLITE_OK ||
-        sqlite3_prepare_v2(h, update.c_str(), -1, &wr.st, nullptr) != SQLITE_OK)
-      return Outcome::failure(sqlite3_errmsg(h));
+        sqlite3_prepare_v2(h, update.c_str(), -1, &wr.st, nullptr) != SQLITE_OK) {
+      std::string e = sqlite3_errmsg(h);
+      finish();
+      return Outcome::failure(e);
+    }
 
-    progress.setMaximum(total);
-    progress.setValue(0);
     const std::size_t np = pairs.size();
-    std::vector<std::int64_t> ids;
-    std::vector<std::vector<double>> xs(np), ys(np);
-    std::int64_t last = std::numeric_limits<std::int64_t>::min();
-    while (true) {
-      ids.clear();
-      for (std::size_t k = 0; k < np; ++k) {
-        xs[k].clear();
-        ys[k].clear();
-      }
+    std::int64_t lastRead = std::numeric_limits<std::int64_t>::min();
+    auto read = [&](TableChunk& c) {
+      c.reset(np);
       sqlite3_reset(rd.st);
-      sqlite3_bind_int64(rd.st, 1, last);
+      sqlite3_bind_int64(rd.st, 1, lastRead);
       sqlite3_bind_int64(rd.st, 2, kTableChunk);
       int rc;
       while ((rc = sqlite3_step(rd.st)) == SQLITE_ROW) {
-        ids.push_back(sqlite3_column_int64(rd.st, 0));
+        c.ids.push_back(sqlite3_column_int64(rd.st, 0));
         for (std::size_t k = 0; k < np; ++k) {
-          xs[k].push_back(readCell(rd.st, static_cast<int>(1 + 2 * k)));
-          ys[k].push_back(readCell(rd.st, static_cast<int>(2 + 2 * k)));
+          c.xs[k].push_back(readCell(rd.st, static_cast<int>(1 + 2 * k)));
+          c.ys[k].push_back(readCell(rd.st, static_cast<int>(2 + 2 * k)));
         }
       }
-      if (rc != SQLITE_DONE) return Outcome::failure(sqlite3_errmsg(h));
-      if (ids.empty()) break;
-      last = ids.back();
+      if (rc != SQLITE_DONE) throw StoreError(sqlite3_errmsg(h));
+      if (!c.empty()) lastRead = c.ids.back();
+    };
+    auto convert = [&fn, np](TableChunk& c) {
       for (std::size_t k = 0; k < np; ++k)
-        report.failed += static_cast<std::int64_t>(fn(xs[k], ys[k]));
-
+        c.failed += static_cast<std::int64_t>(fn(c.xs[k], c.ys[k]));
+    };
+    std::int64_t lastWritten = std::numeric_limits<std::int64_t>::min();
+    auto write = [&](TableChunk& c) {
+      edit.chunk = &c;
       db.begin();
-      try {
-        for (std::size_t r = 0; r < ids.size(); ++r) {
-          sqlite3_reset(wr.st);
-          for (std::size_t k = 0; k < np; ++k) {
-            const double out[2] = {xs[k][r], ys[k][r]};
-            for (int c = 0; c < 2; ++c) {
-              double v = std::isnan(out[c]) ? NULL_VALUE_D : out[c];
-              if (single[2 * k + static_cast<std::size_t>(c)]) v = static_cast<float>(v);
-              sqlite3_bind_double(wr.st, static_cast<int>(1 + 2 * k) + c, v);
-            }
-          }
-          sqlite3_bind_int64(wr.st, static_cast<int>(2 * np + 1), ids[r]);
-          if (sqlite3_step(wr.st) != SQLITE_DONE) throw StoreError(sqlite3_errmsg(h));
-        }
-        db.commit();
-      } catch (...) {
+      sqlite3_reset(wr.st);
+      sqlite3_bind_int64(wr.st, 1, lastWritten);
+      sqlite3_bind_int64(wr.st, 2, c.ids.back());
+      if (sqlite3_step(wr.st) != SQLITE_DONE) {
+        std::string e = sqlite3_errmsg(h);
         db.rollback();
-        throw;
+        throw StoreError(e);
       }
-      report.records += static_cast<std::int64_t>(ids.size());
+      db.commit();
+      lastWritten = c.ids.back();
+      report.records += static_cast<std::int64_t>(c.ids.size());
+      report.failed += c.failed;
+    };
+
+    progress.setMaximum(total);
+    progress.setValue(0);
+    TableChunk chunks[2];
+    TableChunk* cur = &chunks[0];
+    TableChunk* next = &chunks[1];
+    read(*cur);
+    converting = std::thread(convert, std::ref(*cur));
+    while (true) {
+      read(*next);
+      converting.join();
+      if (!next->empty()) converting = std::thread(convert, std::ref(*next));
+      write(*cur);
       progress.setValue(report.records);
-      if (!progress.pump()) return Outcome::failure("");  // stopped: the records done stay
+      if (!progress.pump()) {
+        finish();
+        return Outcome::failure("");  // stopped: the records done stay converted
+      }
+      if (next->empty()) break;
+      std::swap(cur, next);
     }
+    finish();
     return Outcome::success(kStatusTableDone);
   } catch (const StoreError& e) {
+    finish();
     return Outcome::failure(e.what());
   }
 }
