@@ -155,9 +155,13 @@ SystemInfo describeSystem(const std::string& text) {
   std::string t = trimmed(text);
   if (t.empty()) return info;
   for (const auto& s : pt::readyMadeSystems())
-    if (t == s.caption) t = s.name;
-  CtxPtr ctx(proj_context_create());
-  proj_log_level(ctx.get(), PJ_LOG_NONE);
+    if (t == s.caption || t == s.name) t = "EPSG:" + std::to_string(s.epsg);
+  // One context per thread for the look-ups: opening PROJ's database is the costly part.
+  thread_local CtxPtr ctx = [] {
+    CtxPtr c(proj_context_create());
+    proj_log_level(c.get(), PJ_LOG_NONE);
+    return c;
+  }();
   PjPtr crs;
   std::string code = t;
   if (std::all_of(t.begin(), t.end(), [](char c) { return c >= '0' && c <= '9'; }))

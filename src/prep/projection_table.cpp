@@ -174,32 +174,39 @@ const std::vector<EllipsoidRow> kEllipsoids = {
 std::vector<ReadyMadeSystem> makeReadyMade() {
   std::vector<ReadyMadeSystem> v;
   struct Datum {
-    const char* name;
+    const char* name;        // as the projected systems' names begin
+    const char* geographic;  // the registry's name of the geographic system
     const char* caption;
+    int geographicCode, gk3Zone25, gk3Cm75, gk6Zone13, gk6Cm75;  // EPSG codes of the blocks
   };
   const Datum datums[] = {
-      {"Beijing 1954", "北京54"}, {"Xian 1980", "西安80"}, {"CGCS2000", "CGCS2000"}};
-  for (const auto& d : datums) v.push_back({d.name, std::string(d.caption) + " 地理坐标"});
-  v.push_back({"WGS 84", "WGS84 地理坐标"});
+      {"Beijing 1954", "Beijing 1954", "北京54", 4214, 2401, 2422, 21413, 21453},
+      {"Xian 1980", "Xian 1980", "西安80", 4610, 2349, 2370, 2327, 2338},
+      {"CGCS2000", "China Geodetic Coordinate System 2000", "CGCS2000", 4490, 4513, 4534, 4491,
+       4502}};
+  for (const auto& d : datums)
+    v.push_back({d.geographic, std::string(d.caption) + " 地理坐标", d.geographicCode});
+  v.push_back({"WGS 84", "WGS84 地理坐标", 4326});
   for (const auto& d : datums) {
     const std::string n = d.name, c = d.caption;
     for (int z = 25; z <= 45; ++z)
       v.push_back({n + " / 3-degree Gauss-Kruger zone " + std::to_string(z),
-                   c + " 3度带 " + std::to_string(z) + "带 (带号+横坐标)"});
+                   c + " 3度带 " + std::to_string(z) + "带 (带号+横坐标)", d.gk3Zone25 + z - 25});
     for (int z = 25; z <= 45; ++z)
       v.push_back({n + " / 3-degree Gauss-Kruger CM " + std::to_string(3 * z) + "E",
-                   c + " 3度带 中央经线" + std::to_string(3 * z) + "°"});
+                   c + " 3度带 中央经线" + std::to_string(3 * z) + "°", d.gk3Cm75 + z - 25});
     for (int z = 13; z <= 23; ++z)
       v.push_back({n + " / Gauss-Kruger zone " + std::to_string(z),
-                   c + " 6度带 " + std::to_string(z) + "带 (带号+横坐标)"});
+                   c + " 6度带 " + std::to_string(z) + "带 (带号+横坐标)", d.gk6Zone13 + z - 13});
     for (int z = 13; z <= 23; ++z)
       v.push_back({n + " / Gauss-Kruger CM " + std::to_string(6 * z - 3) + "E",
-                   c + " 6度带 中央经线" + std::to_string(6 * z - 3) + "°"});
+                   c + " 6度带 中央经线" + std::to_string(6 * z - 3) + "°", d.gk6Cm75 + z - 13});
   }
-  for (const char* h : {"N", "S"})
+  for (int south = 0; south < 2; ++south)
     for (int z = 1; z <= 60; ++z)
-      v.push_back(
-          {"WGS 84 / UTM zone " + std::to_string(z) + h, "WGS84 UTM " + std::to_string(z) + h});
+      v.push_back({"WGS 84 / UTM zone " + std::to_string(z) + (south ? "S" : "N"),
+                   "WGS84 UTM " + std::to_string(z) + (south ? "S" : "N"),
+                   (south ? 32700 : 32600) + z});
   return v;
 }
 

@@ -81,11 +81,14 @@ const std::vector<std::string>& lengthUnitCaptions();  // " 公里 (km)", " 米 
 // Geographic Beijing 1954, Xian 1980, CGCS2000 and WGS 84; their Gauss-Krüger 3° zones 25 to 45
 // and 6° zones 13 to 23, each with the zone number in front of x ("zone 39", false easting
 // 39 500 000 m) and without it ("CM 117E", false easting 500 000 m); WGS 84 UTM zones 1 to 60,
-// north and south. Each is named as the EPSG registry names it and is found in PROJ's database
-// by that name; any "EPSG:n" code may be given as well.
+// north and south. Each is named as the EPSG registry names it, with its code (the codes run in
+// blocks: Beijing 1954 3° 2401.., CM 2422.., 6° 21413.., CM 21453..; Xian 1980 3° 2349.., CM
+// 2370.., 6° 2327.., CM 2338..; CGCS2000 3° 4513.., CM 4534.., 6° 4491.., CM 4502..; UTM 32601..
+// and 32701..); any "EPSG:n" code may be given as well.
 struct ReadyMadeSystem {
   std::string name;     // the registry's name, "CGCS2000 / 3-degree Gauss-Kruger zone 39"
   std::string caption;  // as the list shows it, "CGCS2000 3度带 39带 (带号+横坐标)"
+  int epsg = 0;         // its EPSG code, 4527
 };
 const std::vector<ReadyMadeSystem>& readyMadeSystems();
 // The caption of the list entry that stands for "use the parameter frames".

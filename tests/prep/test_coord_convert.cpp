@@ -60,6 +60,26 @@ TEST(CoordConvertLists, RowsRulesAndTheSwappedPair) {
   EXPECT_STREQ(e[22].semiMajor, "6370997.0");
 }
 
+TEST(CoordConvertLists, EveryReadyMadeSystemIsInProjsDatabase) {
+  const auto& systems = pt::readyMadeSystems();
+  EXPECT_EQ(systems.size(), 4u + 3u * (21u + 21u + 11u + 11u) + 120u);
+  for (const auto& s : systems) {
+    SystemInfo info = describeSystem(s.name);
+    ASSERT_TRUE(info.ok) << s.name;
+    EXPECT_EQ(info.name, s.name);
+    EXPECT_EQ(info.geographic, s.name.find(" / ") == std::string::npos) << s.name;
+    EXPECT_EQ(info.code, "EPSG:" + std::to_string(s.epsg));
+    EXPECT_EQ(describeSystem(s.caption).code, info.code) << s.caption;
+  }
+  EXPECT_EQ(describeSystem("CGCS2000 / 3-degree Gauss-Kruger zone 39").code, "EPSG:4527");
+  EXPECT_EQ(describeSystem("4490").code, "EPSG:4490");
+  EXPECT_EQ(describeSystem("epsg:4214").name, "Beijing 1954");
+  EXPECT_FALSE(describeSystem("EPSG:4978").ok);  // geocentric: not a side
+  EXPECT_FALSE(describeSystem("Beijing 1954 / zone 99").ok);
+  // A registry name outside the list is looked up by name.
+  EXPECT_EQ(describeSystem("New Beijing / 3-degree Gauss-Kruger CM 117E").code, "EPSG:4796");
+}
+
 TEST(CoordConvertSides, SelectingARowWritesItsDefaults) {
   CoordSideTexts t;
   applyProjectionRow(t, 1, 3);
