@@ -218,7 +218,7 @@ int runProject(Args& a) {
     std::string message;
     std::vector<std::string> names = scatterFieldNames(in, binary, message);
     if (names.size() < 2 && !(a.has("x") && a.has("y")))
-      return failWith(message.empty() ? kMsgNoXField : message);
+      return failWith(message.empty() ? kMsgConvNoXField : message);
     const std::string x = a.get("x", names.size() > 0 ? names[0] : "");
     const std::string y = a.get("y", names.size() > 1 ? names[1] : "");
     o = convertScatterFile(in, out, binary, x, y, *t, report, threads);

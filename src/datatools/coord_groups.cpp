@@ -33,14 +33,14 @@ double fromDecimal(int form, double v) {
 
 Outcome runCoordGroups(Database& db, const CoordGroupJob& job, Progress& progress,
                        CoordRunReport& report, int threads) {
-  if (job.table.empty()) return Outcome::failure(kMsgNoTable);
-  if (job.pairs.empty()) return Outcome::failure(kMsgNoPairs);
+  if (job.table.empty()) return Outcome::failure(kMsgConvNoTable);
+  if (job.pairs.empty()) return Outcome::failure(kMsgGroupNoPairs);
   std::set<std::string> names;
   for (const auto& p : job.pairs)
     for (const std::string& n : {p.newX, p.newY}) {
       std::string key;
       for (char c : n) key += (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
-      if (!names.insert(key).second) return Outcome::failure(kMsgDuplicateNewField + n);
+      if (!names.insert(key).second) return Outcome::failure(kMsgGroupDuplicateField + n);
     }
 
   BlockConverter fn;
@@ -48,7 +48,7 @@ Outcome runCoordGroups(Database& db, const CoordGroupJob& job, Progress& progres
   switch (job.kind) {
     case GroupConversion::Angle: {
       if (job.angleFrom < 0 || job.angleFrom > 2 || job.angleTo < 0 || job.angleTo > 2)
-        return Outcome::failure(kMsgBadParameter + std::string("角度格式"));
+        return Outcome::failure(kMsgConvBadParameter + std::string("角度格式"));
       const int from = job.angleFrom, to = job.angleTo;
       fn = [from, to](std::span<double> xs, std::span<double> ys) {
         for (std::size_t i = 0; i < xs.size(); ++i) {

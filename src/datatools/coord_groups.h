@@ -20,8 +20,8 @@
 namespace sarnoth {
 
 inline constexpr const char* kDataPCaption = "坐标组转换";
-inline constexpr const char* kMsgNoPairs = "请添加坐标数据项对.";
-inline constexpr const char* kMsgDuplicateNewField = "新数据项名称重复: ";  // + the name
+inline constexpr const char* kMsgGroupNoPairs = "请添加坐标数据项对.";
+inline constexpr const char* kMsgGroupDuplicateField = "新数据项名称重复: ";  // + the name
 
 enum class GroupConversion { Angle = 0, Unit = 1, Projection = 2 };
 // "角度格式转换", "长度单位转换", "投影坐标转换"

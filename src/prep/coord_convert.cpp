@@ -227,12 +227,12 @@ CoordSideResult buildCoordSide(const CoordSideTexts& t, int side) {
 
   if (!trimmed(t.system).empty()) {
     SystemInfo info = describeSystem(t.system);
-    if (!info.ok) return fail(kMsgUnknownSystem + trimmed(t.system));
+    if (!info.ok) return fail(kMsgConvUnknownSystem + trimmed(t.system));
     res.side.system = info.code;
     r[kNumber] = -1;
     const int unit = t.unit < 0 ? (info.geographic ? 0 : 1) : t.unit;
     r[kUnit] = unit;
-    if (unit > 2) return fail(kMsgBadParameter + std::string("单位"));
+    if (unit > 2) return fail(kMsgConvBadParameter + std::string("单位"));
     if (!info.geographic && unit == 2) {
       double f = 0;
       if (!readNumber(t.unitFactor, f) || !(f > 0))
@@ -303,7 +303,7 @@ CoordSideResult buildCoordSide(const CoordSideTexts& t, int side) {
   };
   for (const Box& bx : boxes)
     if (!angle(bx.text, bx.used, bx.label, bx.slot, bx.dms))
-      return fail(kMsgBadParameter + std::string(bx.label));
+      return fail(kMsgConvBadParameter + std::string(bx.label));
   if (oea) {
     r[kParallel1] = 25;
     r[kParallel2] = 47;
@@ -312,7 +312,7 @@ CoordSideResult buildCoordSide(const CoordSideTexts& t, int side) {
   {
     double v = 0;
     if (!readNumber(t.aa, v)) {
-      if (usesAA) return fail(kMsgBadParameter + std::string(row->aaCaption));
+      if (usesAA) return fail(kMsgConvBadParameter + std::string(row->aaCaption));
       v = 0;
     }
     if (number == 14) r[kHeight] = v;
@@ -323,11 +323,11 @@ CoordSideResult buildCoordSide(const CoordSideTexts& t, int side) {
   const bool usesOffsets = usesMore || zoneKind(number) != 0;
   double fe = 0, fn = 0;
   if (!readNumber(t.falseEasting, fe)) {
-    if (usesOffsets) return fail(kMsgBadParameter + std::string("东偏移量(米)"));
+    if (usesOffsets) return fail(kMsgConvBadParameter + std::string("东偏移量(米)"));
     fe = 0;
   }
   if (!readNumber(t.falseNorthing, fn)) {
-    if (usesOffsets) return fail(kMsgBadParameter + std::string("北偏移量(米)"));
+    if (usesOffsets) return fail(kMsgConvBadParameter + std::string("北偏移量(米)"));
     fn = 0;
   }
   r[kFalseEasting] = fe;
@@ -335,7 +335,7 @@ CoordSideResult buildCoordSide(const CoordSideTexts& t, int side) {
 
   // Units.
   const int unit = t.unit < 0 ? (number == 0 ? 0 : 1) : t.unit;
-  if (unit > 2) return fail(kMsgBadParameter + std::string("单位"));
+  if (unit > 2) return fail(kMsgConvBadParameter + std::string("单位"));
   r[kUnit] = unit;
   r[kUnitFactor] = 1;
   if (number != 0 && unit == 2) {
@@ -783,7 +783,7 @@ std::unique_ptr<CoordTransform> CoordTransform::create(const CoordSide& in, cons
       d.code = s.system;
       crs.reset(proj_create(ctx.get(), d.code.c_str()));
       if (!crs) {
-        message = kMsgUnknownSystem + s.system;
+        message = kMsgConvUnknownSystem + s.system;
         return false;
       }
       d.geographic = proj_get_type(crs.get()) == PJ_TYPE_GEOGRAPHIC_2D_CRS;
@@ -855,7 +855,7 @@ std::unique_ptr<CoordTransform> CoordTransform::create(const CoordSide& in, cons
   std::string error;
   auto w = std::make_unique<Worker>();
   if (!w->init(p, error)) {
-    message = kMsgProjRefused + error;
+    message = kMsgConvProjRefused + error;
     return nullptr;
   }
   t->workers_[0] = std::move(w);
@@ -922,15 +922,15 @@ PointConversion convertPointTexts(CoordTransform& t, const std::string& xText,
   PointConversion pc;
   double x = 0, y = 0;
   if (!readNumber(xText, x)) {
-    pc.outcome = Outcome::failure(kMsgBadParameter + std::string("横坐标"));
+    pc.outcome = Outcome::failure(kMsgConvBadParameter + std::string("横坐标"));
     return pc;
   }
   if (!readNumber(yText, y)) {
-    pc.outcome = Outcome::failure(kMsgBadParameter + std::string("纵坐标"));
+    pc.outcome = Outcome::failure(kMsgConvBadParameter + std::string("纵坐标"));
     return pc;
   }
   if (!t.convert(x, y)) {
-    pc.outcome = Outcome::failure(kMsgPointFailed);
+    pc.outcome = Outcome::failure(kMsgConvPointFailed);
     return pc;
   }
   pc.x = coordinateText(x);
@@ -1052,16 +1052,16 @@ Outcome convertTableFields(Database& db, const std::string& table,
                                  nullptr, nullptr);
   };
   try {
-    if (table.empty() || !db.tableExists(table)) return Outcome::failure(kMsgNoTable);
+    if (table.empty() || !db.tableExists(table)) return Outcome::failure(kMsgConvNoTable);
     std::vector<FieldDef> fields = db.fields(table);
     for (const auto& p : pairs) {
-      if (p.x.empty() || fieldIndex(fields, p.x) < 0) return Outcome::failure(kMsgNoXField);
-      if (p.y.empty() || fieldIndex(fields, p.y) < 0) return Outcome::failure(kMsgNoYField);
+      if (p.x.empty() || fieldIndex(fields, p.x) < 0) return Outcome::failure(kMsgConvNoXField);
+      if (p.y.empty() || fieldIndex(fields, p.y) < 0) return Outcome::failure(kMsgConvNoYField);
       if (trimmed(p.newX).empty() || trimmed(p.newY).empty())
-        return Outcome::failure(kMsgNoNewField);
+        return Outcome::failure(kMsgConvNoNewField);
     }
     const std::int64_t total = db.rowCount(table);
-    if (total == 0) return Outcome::failure(kMsgEmptyTable);
+    if (total == 0) return Outcome::failure(kMsgConvEmptyTable);
 
     // The new fields, made where missing.
     for (const auto& p : pairs)
@@ -1174,9 +1174,9 @@ Outcome convertTableFields(Database& db, const std::string& table,
 Outcome convertTable(Database& db, const std::string& table, const std::string& xField,
                      const std::string& yField, const std::string& newX, const std::string& newY,
                      CoordTransform& t, Progress& progress, CoordRunReport& report, int threads) {
-  if (table.empty()) return Outcome::failure(kMsgNoTable);
-  if (xField.empty()) return Outcome::failure(kMsgNoXField);
-  if (yField.empty()) return Outcome::failure(kMsgNoYField);
+  if (table.empty()) return Outcome::failure(kMsgConvNoTable);
+  if (xField.empty()) return Outcome::failure(kMsgConvNoXField);
+  if (yField.empty()) return Outcome::failure(kMsgConvNoYField);
   Outcome o = convertTableFields(
       db, table, {{xField, yField, newX, newY}}, "SINGLE",
       [&](std::span<double> x, std::span<double> y) { return t.convertAll(x, y, threads); },
@@ -1217,14 +1217,14 @@ std::vector<std::string> scatterFieldNames(const std::string& path, bool binary,
 Outcome convertScatterFile(const std::string& inPath, const std::string& outPath, bool binary,
                            const std::string& xField, const std::string& yField, CoordTransform& t,
                            CoordRunReport& report, int threads) {
-  if (trimmed(inPath).empty()) return Outcome::failure(kMsgNoInputFile);
-  if (trimmed(outPath).empty()) return Outcome::failure(kMsgNoOutputFile);
+  if (trimmed(inPath).empty()) return Outcome::failure(kMsgConvNoInputFile);
+  if (trimmed(outPath).empty()) return Outcome::failure(kMsgConvNoOutputFile);
   ScatterReadResult r = readScatterForConversion(inPath, binary);
   if (!r.ok()) return Outcome::failure(scatterMessage(ScatterReader::CoordConversion, r.error));
   ScatterFile& f = r.file;
   const int xi = scatterField(f, xField), yi = scatterField(f, yField);
-  if (xi < 0) return Outcome::failure(kMsgNoXField);
-  if (yi < 0) return Outcome::failure(kMsgNoYField);
+  if (xi < 0) return Outcome::failure(kMsgConvNoXField);
+  if (yi < 0) return Outcome::failure(kMsgConvNoYField);
   const std::size_t n = static_cast<std::size_t>(f.recordCount);
   const std::size_t w = static_cast<std::size_t>(f.fieldCount());
   std::vector<double> xs(n), ys(n);
@@ -1253,8 +1253,8 @@ Outcome convertScatterFile(const std::string& inPath, const std::string& outPath
 
 Outcome convertGphFile(const std::string& inPath, const std::string& outPath, CoordTransform& t,
                        CoordRunReport& report, int threads) {
-  if (trimmed(inPath).empty()) return Outcome::failure(kMsgNoInputFile);
-  if (trimmed(outPath).empty()) return Outcome::failure(kMsgNoOutputFile);
+  if (trimmed(inPath).empty()) return Outcome::failure(kMsgConvNoInputFile);
+  if (trimmed(outPath).empty()) return Outcome::failure(kMsgConvNoOutputFile);
   GphReadResult r = readGph(inPath);
   if (!r.ok()) return Outcome::failure(gphMessage(GphReader::CoordConversion, r.error));
   auto converted = [](const std::string& code) {

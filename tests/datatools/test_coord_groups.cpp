@@ -95,14 +95,14 @@ TEST_F(CoordGroupsTest, UnitsAndProjectionWithTheRefusals) {
 
   CoordGroupJob bad = threePairs();
   bad.table.clear();
-  EXPECT_EQ(runCoordGroups(db, bad, noProgress(), report).message, kMsgNoTable);
+  EXPECT_EQ(runCoordGroups(db, bad, noProgress(), report).message, kMsgConvNoTable);
   bad = threePairs();
   bad.pairs.clear();
-  EXPECT_EQ(runCoordGroups(db, bad, noProgress(), report).message, kMsgNoPairs);
+  EXPECT_EQ(runCoordGroups(db, bad, noProgress(), report).message, kMsgGroupNoPairs);
   bad = threePairs();
   bad.pairs[1].newY = "纬度_y";  // the store matches names case-blind
   EXPECT_EQ(runCoordGroups(db, bad, noProgress(), report).message,
-            std::string(kMsgDuplicateNewField) + "纬度_y");
+            std::string(kMsgGroupDuplicateField) + "纬度_y");
   bad = threePairs();
   bad.kind = GroupConversion::Unit;
   bad.unitFrom = 2;
@@ -110,7 +110,7 @@ TEST_F(CoordGroupsTest, UnitsAndProjectionWithTheRefusals) {
   EXPECT_EQ(runCoordGroups(db, bad, noProgress(), report).message, kMsgInputUnitFactor);
   bad.pairs[0].x = "高程";
   bad.factorFrom = 1;
-  EXPECT_EQ(runCoordGroups(db, bad, noProgress(), report).message, kMsgNoXField);
+  EXPECT_EQ(runCoordGroups(db, bad, noProgress(), report).message, kMsgConvNoXField);
 }
 
 }  // namespace

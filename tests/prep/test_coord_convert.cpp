@@ -120,7 +120,7 @@ TEST(CoordConvertSides, ChecksInTheWindowsOrderWithTheSystemsTexts) {
   EXPECT_EQ(buildCoordSide(t, 1).outcome.message, kMsgOutputAxes);
   applyEllipsoidRow(t, 3);
   t.centralMeridian = "东经117";
-  EXPECT_EQ(buildCoordSide(t, 0).outcome.message, std::string(kMsgBadParameter) + "中央经线");
+  EXPECT_EQ(buildCoordSide(t, 0).outcome.message, std::string(kMsgConvBadParameter) + "中央经线");
   t.centralMeridian = "117";
   t.unit = 2;
   t.unitFactor = "0";
@@ -152,7 +152,8 @@ TEST(CoordConvertSides, ChecksInTheWindowsOrderWithTheSystemsTexts) {
   ASSERT_TRUE(r.outcome.ok);
   EXPECT_EQ(r.side.system, "EPSG:4527");
   s.system = "EPSG:999999";
-  EXPECT_EQ(buildCoordSide(s, 0).outcome.message, std::string(kMsgUnknownSystem) + "EPSG:999999");
+  EXPECT_EQ(buildCoordSide(s, 0).outcome.message,
+            std::string(kMsgConvUnknownSystem) + "EPSG:999999");
 }
 
 TEST(CoordConvertSides, CommandLineSpecs) {
@@ -277,9 +278,9 @@ TEST(CoordConvertRuns, BadPointsBecomeNullsAndTheRunGoesOn) {
   EXPECT_TRUE(std::isnan(xs[3]));
   EXPECT_FALSE(std::isnan(xs[4]));
   PointConversion pc = convertPointTexts(*t, "-75", "-35");
-  EXPECT_EQ(pc.outcome.message, kMsgPointFailed);
+  EXPECT_EQ(pc.outcome.message, kMsgConvPointFailed);
   pc = convertPointTexts(*t, "abc", "35");
-  EXPECT_EQ(pc.outcome.message, std::string(kMsgBadParameter) + "横坐标");
+  EXPECT_EQ(pc.outcome.message, std::string(kMsgConvBadParameter) + "横坐标");
   pc = convertPointTexts(*t, "105", "35");
   ASSERT_TRUE(pc.outcome.ok);
   EXPECT_EQ(pc.x, "0");
@@ -355,11 +356,11 @@ TEST_F(CoordSourceTest, TableGetsNewSingleFieldsNullsStayNull) {
 TEST_F(CoordSourceTest, TableRefusalsAndAStopKeepsWhatIsDone) {
   db.execute("Create Table [空] ([X] SINGLE, [Y] SINGLE)");
   EXPECT_EQ(convertTable(db, "", "X", "Y", "A", "B", *t, noProgress(), report).message,
-            kMsgNoTable);
+            kMsgConvNoTable);
   EXPECT_EQ(convertTable(db, "空", "", "Y", "A", "B", *t, noProgress(), report).message,
-            kMsgNoXField);
+            kMsgConvNoXField);
   EXPECT_EQ(convertTable(db, "空", "X", "Y", "A", "B", *t, noProgress(), report).message,
-            kMsgEmptyTable);
+            kMsgConvEmptyTable);
   EXPECT_EQ(db.fields("空").size(), 2u);  // nothing added
 
   db.execute("Create Table [大] ([X] SINGLE, [Y] SINGLE)");
@@ -434,7 +435,7 @@ TEST_F(CoordSourceTest, ScatterFilesAsciiAndBinary) {
             kMsgConvCreateFailed);
   EXPECT_EQ(
       convertScatterFile(path("in.dat"), path("x.dat"), false, "Cu", "纬度", *t, report).message,
-      kMsgNoXField);
+      kMsgConvNoXField);
 }
 
 TEST_F(CoordSourceTest, GphElementsConvertedOthersPassed) {
@@ -459,7 +460,7 @@ TEST_F(CoordSourceTest, GphElementsConvertedOthersPassed) {
 
   put("bad.gph", "#SRNTHSCATA#\r\n#ENDDATA#\r\n");
   EXPECT_EQ(convertGphFile(path("bad.gph"), path("x.gph"), *t, report).message, kMsgGphConversion);
-  EXPECT_EQ(convertGphFile("", path("x.gph"), *t, report).message, kMsgNoInputFile);
+  EXPECT_EQ(convertGphFile("", path("x.gph"), *t, report).message, kMsgConvNoInputFile);
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ bool sideOf(const QComboBox* box, int which, CoordSide& side, std::string& messa
     return false;
   }
   if (!parseCoordSideSpec(text, which, t, error)) {
-    message = kMsgUnknownSystem + text;
+    message = kMsgConvUnknownSystem + text;
     return false;
   }
   CoordSideResult r = buildCoordSide(t, which);
@@ -229,15 +229,15 @@ void frmDataP::onConversionChosen() {
 
 void frmDataP::addPair() {
   if (cboXXItem->currentIndex() < 0) {
-    notify(this, kMsgNoXField);
+    notify(this, kMsgConvNoXField);
     return;
   }
   if (cboYYItem->currentIndex() < 0) {
-    notify(this, kMsgNoYField);
+    notify(this, kMsgConvNoYField);
     return;
   }
   if (txtXName->text().trimmed().isEmpty() || txtYName->text().trimmed().isEmpty()) {
-    notify(this, kMsgNoNewField);
+    notify(this, kMsgConvNoNewField);
     return;
   }
   const int r = lstPairs->rowCount();

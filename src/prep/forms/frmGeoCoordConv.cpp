@@ -440,7 +440,7 @@ void frmGeoCoordConv::onSystemChosen(int s) {
     const bool degrees = info.ok && info.geographic;
     optUnit[static_cast<std::size_t>(3 * s + (degrees ? 0 : 1))]->setChecked(true);
     setStatus(info.ok ? info.code + "  " + info.name
-                      : kMsgUnknownSystem + ss(cboSys[s]->currentText().trimmed()));
+                      : kMsgConvUnknownSystem + ss(cboSys[s]->currentText().trimmed()));
   } else {
     optUnit[static_cast<std::size_t>(3 * s + (cboProj[s]->currentIndex() == 0 ? 0 : 1))]
         ->setChecked(true);
@@ -558,9 +558,9 @@ void frmGeoCoordConv::apply() {
       const std::string x = cboXXItem->currentIndex() >= 0 ? ss(cboXXItem->currentText()) : "";
       const std::string y = cboYYItem->currentIndex() >= 0 ? ss(cboYYItem->currentText()) : "";
       if (table.empty()) {
-        o = Outcome::failure(kMsgNoTable);
+        o = Outcome::failure(kMsgConvNoTable);
       } else if (x.empty()) {
-        o = Outcome::failure(kMsgNoXField);
+        o = Outcome::failure(kMsgConvNoXField);
       } else {
         setStatus(kStatusConverting);
         o = convertTable(db_, table, x, y, ss(txtXName->text().trimmed()),
