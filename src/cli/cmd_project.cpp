@@ -40,7 +40,8 @@ const char* kUsage =
     "  groups (坐标组转换) converts several pairs of fields at once into new DOUBLE fields\n"
     "  (default X_X, Y_Y): --angle between dd, dms (D.MMSS) and dddmmss; --unit between km, m\n"
     "  and f:FACTOR; or a projection conversion as above.\n"
-    "  Points that cannot be converted get -1E+38. Example:\n"
+    "  Points that cannot be converted get -1E+38. A point whose x is a negative single digit\n"
+    "  goes after the options and \"--\" (project point --from A --to B -- -5 30). Example:\n"
     "    sarnoth-cli project point 117.5 39.5 --from proj=geo,ellps=10 \\\n"
     "        --to proj=gk3,ellps=10,prefix";
 

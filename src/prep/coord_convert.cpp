@@ -267,15 +267,13 @@ CoordSideResult buildCoordSide(const CoordSideTexts& t, int side) {
 
   // The angles, D.MMSS. A box the row takes must hold a number; the others (locked, with their
   // defaults) count as read.
-  auto angle = [&](const std::string& text, bool used, const char* label, Slot slot,
-                   bool dms = true) -> bool {
+  auto angle = [&](const std::string& text, bool used, Slot slot, bool dms) -> bool {
     double v = 0;
     if (!readNumber(text, v)) {
       if (used) return false;
       v = 0;
     }
     r[slot] = dms ? Geo_DMS2toDecimalD(v) : v;
-    (void)label;
     return true;
   };
   const bool usesCm = row->uses & pt::kUseCentralMeridian;
@@ -302,12 +300,8 @@ CoordSideResult buildCoordSide(const CoordSideTexts& t, int side) {
       {t.longitude2, twoPoint, "第二标准经线", kLongitude2, true},
   };
   for (const Box& bx : boxes)
-    if (!angle(bx.text, bx.used, bx.label, bx.slot, bx.dms))
+    if (!angle(bx.text, bx.used, bx.slot, bx.dms))
       return fail(kMsgConvBadParameter + std::string(bx.label));
-  if (oea) {
-    r[kParallel1] = 25;
-    r[kParallel2] = 47;
-  }
   // txtAA: height in metres (14), an azimuth (20) or a rotation (28) in D.MMSS.
   {
     double v = 0;
@@ -514,6 +508,7 @@ struct CoordTransform::Worker {
   std::vector<std::size_t> idx;
   std::vector<unsigned char> wasNull;
   std::size_t objects = 0;
+  bool ready = false;  // init succeeded; a worker that could not be made fails its points
 
   // Makes the objects of a side of the database: lon/lat of its geodetic CRS to its own axes.
   static PjPtr sideOp(PJ_CONTEXT* ctx, const Plan::Side& s, std::string& error) {
@@ -611,6 +606,14 @@ struct CoordTransform::Worker {
 
   std::size_t run(const Plan& p, double* x, double* y, std::size_t n,
                   std::atomic<std::int64_t>& unshifted) {
+    if (!ready) {
+      std::size_t failed = 0;
+      for (std::size_t i = 0; i < n; ++i) {
+        failed += !(std::isnan(x[i]) || std::isnan(y[i]));
+        x[i] = y[i] = kNaN;
+      }
+      return failed;
+    }
     wasNull.assign(n, 0);
     zones.assign(n, 0);
     for (std::size_t i = 0; i < n; ++i)
@@ -858,6 +861,7 @@ std::unique_ptr<CoordTransform> CoordTransform::create(const CoordSide& in, cons
     message = kMsgConvProjRefused + error;
     return nullptr;
   }
+  w->ready = true;
   t->workers_[0] = std::move(w);
   return t;
 }
@@ -868,7 +872,7 @@ CoordTransform::Worker& CoordTransform::worker(int t) {
     // The first run has proved the parameters, so a further thread's objects are made alike.
     auto w = std::make_unique<Worker>();
     std::string error;
-    w->init(*plan_, error);
+    w->ready = w->init(*plan_, error);
     slot = std::move(w);
   }
   return *slot;
