@@ -15,6 +15,9 @@
 //   kept by their string, so setting the same record again (as a caller does per point when the
 //   central meridian follows each point's zone) reuses the object. Batches go through
 //   proj_trans_generic. A ProjConv owns its own PROJ context: use one per thread.
+//   PROJ 9.1 has an operation for every entry, the oblated equal-area (oea, Snyder 1988) and
+//   the interrupted Mollweide (imoll, Goode's lobes) included; only the inverse of Wagner VII is
+//   missing there and is ours.
 //
 // How exact
 //   As PROJ: the transverse Mercator (entries 1 to 4) is the Poder/Engsager extended Krüger
@@ -25,16 +28,18 @@
 //
 // Where it fails
 //   A point the projection cannot map (latitude beyond ±90°, the far side of an orthographic or
-//   perspective view, beyond 90° of a gnomonic centre, an x, y outside the image of the
-//   projection) gives HUGE_VAL in both outputs and a non-zero status; the next point is
-//   independent of it. A record PROJ refuses (two standard parallels on opposite sides at equal
-//   distance, an oblique Mercator centre line through a pole, axes not positive) makes
-//   Geo_SetProjParam return non-zero, with PROJ's own text in lastError().
+//   perspective view, beyond 90° of a gnomonic centre, an x, y outside the image where the
+//   inverse can tell: the orthographic disc, the Wagner VII outline) gives HUGE_VAL in both
+//   outputs and a non-zero status; the next point is independent of it. A record PROJ refuses
+//   (two standard parallels on opposite sides at equal distance, a perspective point on the
+//   surface) makes Geo_SetProjParam return non-zero, with PROJ's own text in lastError().
 //
 // References
 //   J. P. Snyder, Map Projections — A Working Manual, USGS Professional Paper 1395, 1987.
 //   J. P. Snyder and P. M. Voxland, An Album of Map Projections, USGS Professional Paper 1453,
 //   1989 (Wagner VII).
+//   J. P. Snyder, Oblated equal-area projections for regions of oval shape, The American
+//   Cartographer 15(1), 1988.
 //   PROJ contributors, PROJ coordinate transformation software library, https://proj.org (9.1).
 #pragma once
 
