@@ -11,7 +11,7 @@
 namespace sarnoth::detail {
 
 // Calls fn(rowBegin, rowEnd, threadIndex) for disjoint bands that cover [0, rows), on at most
-// `maxThreads` threads (0: as many as the machine has cores).
+// maxThreads threads (0: as many as there are cores, up to 16).
 template <class Fn>
 void forRowBands(int rows, Fn&& fn, int minRowsPerThread = 4, int maxThreads = 0) {
   int hw = static_cast<int>(std::thread::hardware_concurrency());
