@@ -2,8 +2,10 @@
 #include <cstdio>
 
 #include "cli/cli.h"
+#include "display/chart_image.h"
 #include "geochem/regression.h"
 #include "workarea/file_text.h"
+#include "workarea/path_resolver.h"
 #include "workarea/work_area.h"
 
 namespace sarnoth::cli {
@@ -12,7 +14,7 @@ namespace {
 const char* kUsage =
     "usage: sarnoth-cli regress --table T --y F --x A,B,… [--method M] [--model K] [--power N]\n"
     "         [--f FIN,FOUT] [--ktimes 7] [--kfactor 10] [--scheme 1|2] [--cut 0.2]\n"
-    "         [--workarea DIR]\n"
+    "         [--plot FILE.png|FILE.svg] [--workarea DIR]\n"
     "\n"
     "  M: one (一元回归, default), multiple, stepwise, ridge, orthogonal (or 0..4).\n"
     "  K for one: linear, power, exp, invexp, log, parabola, hyperbola, logistic, poly (or 0..8);\n"
@@ -20,7 +22,8 @@ const char* kUsage =
     "  remove for stepwise (such as 1.46,1.45). --ktimes and --kfactor are the ridge iterations\n"
     "  and the factor by which K shrinks; --scheme 1 cuts the orthogonal factors at R < e,\n"
     "  --scheme 2 at F < Fa, with --cut the limit. The report is printed and written to the\n"
-    "  work area's temp\\regressprs.txt.";
+    "  work area's temp\\regressprs.txt. --plot draws the scatter plot of a one-variable model\n"
+    "  with its fitted line (800 × 600 pixels).";
 
 int indexOf(const std::string& s, const std::vector<std::string>& names) {
   for (std::size_t i = 0; i < names.size(); ++i)
@@ -63,6 +66,14 @@ int runRegress(Args& a) {
         geochem::runRegression(db, job, work + geochem::kRegressionReportFile, lines, progress);
     if (!o.ok) return failWith(o.message);
     for (const auto& l : lines) std::printf("%s\n", l.c_str());
+    if (a.has("plot")) {
+      geochem::RegressionPlot plot;
+      Outcome p = geochem::regressionPlot(db, job, plot);
+      if (!p.ok) return failWith(p.message);
+      if (!chart::writeChartFile(geochem::regressionChart(plot), resolvePath(a.get("plot")), 800,
+                                 600))
+        return failWith("不能写入文件: " + a.get("plot"));
+    }
   } catch (const StoreError& e) {
     return failWith(e.what());
   }

@@ -670,6 +670,14 @@ PlotAxis linearAxis(double min, double max) {
   const double w = std::floor(max);
   a.upper = w >= 10 ? std::trunc(w / 100 + 1) * 100 : w + 1;
   a.ticks = 10;
+  if (a.lower <= min && a.upper >= max) return a;
+  // The rule leaves data off the axis (a minimum between -1 and 0 truncates to 0): ten 1-2-5
+  // steps that cover the data instead.
+  double lo = min, hi = max > min ? max : min + 1;
+  const std::vector<double> t = chart::niceTicks(lo, hi, 10, true);
+  a.lower = lo;
+  a.upper = hi;
+  a.ticks = t.size() > 1 ? static_cast<int>(t.size()) - 1 : 10;
   return a;
 }
 
@@ -730,6 +738,36 @@ Outcome regressionPlot(Database& db, const RegressionJob& job, RegressionPlot& p
       break;
   }
   return Outcome::success();
+}
+
+chart::Chart regressionChart(const RegressionPlot& plot) {
+  chart::Chart c;
+  auto axisOf = [](const PlotAxis& a, chart::Axis& out) {
+    out.label = a.label;
+    out.autoRange = false;
+    out.lo = a.lower;
+    out.hi = a.upper;
+    for (int i = 0; i <= a.ticks; ++i) {
+      const double v = a.lower + (a.upper - a.lower) * i / a.ticks;
+      out.ticks.push_back(v);
+      out.tickLabels.push_back(formatAxisNumber(static_cast<float>(v)));
+    }
+  };
+  axisOf(plot.xAxis, c.x);
+  axisOf(plot.yAxis, c.y);
+  chart::Series points = chart::Series::of(chart::SeriesKind::Markers, {}, {}, chart::kBlack);
+  for (std::size_t i = 0; i < plot.x.size(); ++i) {
+    points.x.push_back(plot.x[i]);
+    points.y.push_back(plot.y[i]);
+  }
+  points.marker = chart::Marker::Square;
+  points.markerSize = 4;
+  c.series.push_back(std::move(points));
+  const double x0 = plot.xAxis.lower, x1 = plot.xAxis.upper;
+  c.series.push_back(chart::Series::of(chart::SeriesKind::Line, {x0, x1},
+                                       {plot.b0 + plot.b1 * x0, plot.b0 + plot.b1 * x1},
+                                       chart::kRed));
+  return c;
 }
 
 std::string plotPointText(float x, float y) {

@@ -37,6 +37,7 @@
 #include <string>
 #include <vector>
 
+#include "display/chart.h"
 #include "workarea/interaction.h"
 #include "workarea/progress.h"
 #include "workarea/table_store.h"
@@ -115,7 +116,9 @@ Outcome runRegression(Database& db, const RegressionJob& job, const std::string&
 // The scatter plot of method 0: the transformed points, the line fitted to them, and the axes
 // built as the threshold tool builds its linear axes: lower = 0 unless Fix(min) is negative or
 // at least 10 (then Fix(Fix(min)/10 − 1)·10), upper = Int(max) + 1 below 10, else
-// Fix(Int(max)/100 + 1)·100; ten ticks.
+// Fix(Int(max)/100 + 1)·100; ten ticks. Where that rule would leave points off the axis (a
+// minimum between -1 and 0 truncates to 0, so transformed data below 0 would vanish), the axis
+// takes about ten 1-2-5 steps covering the data instead.
 struct PlotAxis {
   double lower = 0, upper = 1;
   int ticks = 10;
@@ -129,6 +132,10 @@ struct RegressionPlot {
 PlotAxis linearAxis(double min, double max);
 // The plot for btnGraph; its refusals first ("散点图只须一个因变量,请重选." …).
 Outcome regressionPlot(Database& db, const RegressionJob& job, RegressionPlot& plot);
+// The plot as a chart: the frame 6/8 of the picture, 1/8 from the left and the bottom; the points
+// as square markers (series 0), the fitted line across the axis (series 1); ten ticks per axis
+// labelled by formatAxisNumber; the axis captions the field names as transformed.
+chart::Chart regressionChart(const RegressionPlot& plot);
 // The hover text of a point: "当前数据：X=" x "  Y=" y.
 std::string plotPointText(float x, float y);
 

@@ -368,6 +368,11 @@ TEST_F(RegressionTest, ScatterPlotAxesLabelsAndRefusals) {
   EXPECT_EQ(ax.lower, 240);
   EXPECT_EQ(ax.upper, 400);
   EXPECT_EQ(ax.ticks, 10);
+  // Fix(-0.5) is 0, so the rule would start at 0 above the data: 1-2-5 steps cover it instead.
+  ax = linearAxis(-0.5, 2.1);
+  EXPECT_LE(ax.lower, -0.5);
+  EXPECT_GE(ax.upper, 2.1);
+  EXPECT_GT(ax.lower, -1);
 
   curve("散点", [](double x) { return 1 / (0.5 + 2 / x); });
   RegressionPlot plot;

@@ -1,0 +1,181 @@
+// The statistics windows headless: class statistics with its correction and text save, and the
+// regression window with its methods, report, plot and input box.
+#include <QCheckBox>
+#include <QComboBox>
+#include <QGroupBox>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMouseEvent>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTextEdit>
+#include <QTreeWidget>
+#include <filesystem>
+
+#include "app/chart_view.h"
+#include "app/messages.h"
+#include "app/tool_registry.h"
+#include "geochem/forms/frmDataProcRegression.h"
+#include "geochem/forms/frmSetGchmBlock.h"
+#include "geochem/forms/geochem_form_support.h"
+#include "gui_support.h"
+#include "workarea/text_codec.h"
+#include "workarea/work_area.h"
+
+namespace sarnoth::gui {
+namespace {
+
+using sarnoth::testing::SessionFixture;
+
+class GeochemWindowTest : public SessionFixture {
+ protected:
+  void SetUp() override {
+    SessionFixture::SetUp();
+    Database d = openWorkDatabase(gWorkPath);
+    d.execute("Create Table [样品] ([岩性] LONG, [地层] TEXT(10), [X] SINGLE, [Cu] SINGLE)");
+    TableWriter w(d, "样品", {"岩性", "地层", "X", "Cu"});
+    for (int i = 1; i <= 14; ++i) {
+      w.setInt(0, i <= 7 ? 1 : 2);
+      w.setText(1, i <= 7 ? "寒武系" : "奥陶系");
+      w.setDouble(2, i);
+      w.setDouble(3, 2 + 3 * i + (i % 3) * 0.5);
+      w.addRow();
+    }
+    w.commit();
+    ScriptedInteraction q;
+    registerTable(d, "样品", {"OutDataIn", "外部数据导入", OverwriteRule::Ask, "?", "", false}, q);
+  }
+  template <class W>
+  W* open(const char* name) {
+    QWidget* w = createToolWindow(name, nullptr, 0);
+    EXPECT_NE(w, nullptr) << name;
+    return dynamic_cast<W*>(w);
+  }
+};
+
+TEST_F(GeochemWindowTest, ClassStatisticsRunsCorrectsAndSavesTheList) {
+  auto* w = open<frmSetGchmBlock>("frmSetGchmBlock");
+  ASSERT_NE(w, nullptr);
+  EXPECT_EQ(w->windowTitle(), QString::fromUtf8("分类统计与校正"));
+  EXPECT_EQ(w->lsvRest->headerItem()->text(12), QString::fromUtf8("方差"));
+  EXPECT_FALSE(w->framI->isEnabled());
+  w->lstTbls->setCurrentRow(0);
+  ASSERT_EQ(w->cboCLSItem->count(), 4);
+  EXPECT_EQ(w->lstType->item(1)->text(), "TEXT");
+  EXPECT_EQ(w->lstType->item(0)->text(), "NUM");
+  ASSERT_EQ(w->cboVVItem->count(), 3);  // the numeric fields
+
+  {
+    ScriptedMessages m;
+    w->btnStat->click();
+    ASSERT_EQ(m.texts.size(), 1u);
+    EXPECT_EQ(m.texts[0], "请选择分类项,无分类代码不能进行统计！");
+  }
+  w->cboCLSItem->setCurrentIndex(0);
+  w->chkSel->setChecked(true);
+  w->cboVVItem->item(0)->setCheckState(Qt::Unchecked);  // 岩性 itself
+  {
+    ScriptedMessages m;
+    w->btnStat->click();
+    EXPECT_TRUE(m.texts.empty()) << m.texts[0];
+  }
+  ASSERT_EQ(w->lsvRest->topLevelItemCount(), 6);  // two items × (two classes + whole table)
+  EXPECT_EQ(w->lsvRest->topLevelItem(2)->text(1), "999999999");
+  EXPECT_EQ(w->lsvRest->topLevelItem(0)->text(2), "7");
+  EXPECT_TRUE(w->framI->isEnabled());
+
+  // Clicking an item names the new field after it.
+  emit w->cboVVItem->itemClicked(w->cboVVItem->item(2));
+  EXPECT_EQ(w->txtNewField->text(), "Cu_N");
+  EXPECT_EQ(w->cboDataI->currentText(), "Cu");
+  {
+    ScriptedMessages m;
+    w->btnCal->click();
+    EXPECT_EQ(m.texts.at(0), "请选择校正参数项！");
+    w->cboParI->setCurrentIndex(2);
+    w->btnCal->click();  // the rows' text "X" is no class code
+    EXPECT_EQ(m.texts.at(1), "数据计算错:类型不匹配");
+  }
+
+  // A right-button release on the list saves it as text.
+  ScriptedSaveDialogs dialogs({area("stat.txt")});
+  QMouseEvent release(QEvent::MouseButtonRelease, QPointF(5, 5), QPointF(5, 5), Qt::RightButton,
+                      Qt::NoButton, Qt::NoModifier);
+  QApplication::sendEvent(w->lsvRest->viewport(), &release);
+  ASSERT_EQ(dialogs.titles.size(), 1u);
+  EXPECT_EQ(dialogs.titles[0], "结果存入文件名...");
+  const std::string text = gbkToUtf8(readFile(area("stat.txt")));
+  EXPECT_EQ(text.rfind(" 统计项名 分类编码  记录", 0), 0u);
+  EXPECT_NE(text.find("\r\nCu 2 7 "), std::string::npos) << text;
+  delete w;
+}
+
+TEST_F(GeochemWindowTest, RegressionMethodsReportPlotAndInputBox) {
+  auto* w = open<frmDataProcRegression>("frmDataProcRegression");
+  ASSERT_NE(w, nullptr);
+  w->show();
+  EXPECT_EQ(w->windowTitle(), QString::fromUtf8(" 回归分析"));
+  w->lstTbls->setCurrentRow(0);
+  ASSERT_EQ(w->lstVars->count(), 3);
+  w->cboVarY->setCurrentIndex(w->cboVarY->findText("Cu"));
+  {
+    ScriptedMessages m;
+    w->btnApply->click();
+    EXPECT_EQ(m.texts.at(0), "请选择因变量.");
+  }
+  w->lstVars->item(1)->setSelected(true);  // X
+  w->btnApply->click();
+  const QString report = w->rtbText->toPlainText();
+  EXPECT_TRUE(report.startsWith(QString::fromUtf8("   一元回归分析\n   线性函数:  Cu=b0+b1*X\n")))
+      << report.toStdString();
+  EXPECT_TRUE(std::filesystem::exists(area("temp/regressprs.txt")));
+
+  w->btnGraph->click();
+  ASSERT_EQ(w->picDraw->chart().series.size(), 2u);
+  EXPECT_EQ(w->picDraw->chart().x.label, "X");
+  EXPECT_EQ(w->picDraw->chart().series[0].x.size(), 14u);
+  ASSERT_TRUE(w->savePlot(QString::fromStdString(area("plot.png"))));
+  EXPECT_GT(std::filesystem::file_size(area("plot.png")), 1000u);
+
+  // Method 3 shows the ridge boxes and turns the plot off; it needs two fields.
+  w->optSelReg[3]->click();
+  EXPECT_TRUE(w->txtKZ->isVisible());
+  EXPECT_FALSE(w->cboMD->isVisible());
+  EXPECT_FALSE(w->btnGraph->isEnabled());
+  {
+    ScriptedMessages m;
+    w->btnApply->click();
+    EXPECT_EQ(m.texts.at(0), "岭回归须选择两个以上因变量,请重选.");
+  }
+  // Method 2 asks for the two F values.
+  InputBoxHandler old = setInputBoxHandler([](const std::string& prompt) {
+    EXPECT_EQ(prompt, "请输入选入和剔除因子时显著性检验的F-分布值,如1.46,1.45");
+    return std::optional<std::string>("1.46");
+  });
+  {
+    ScriptedMessages m;
+    w->optSelReg[2]->click();
+    EXPECT_EQ(m.texts.at(0), "需要2个数据,请重输.");
+    EXPECT_TRUE(w->fValues().empty());
+  }
+  setInputBoxHandler([](const std::string&) { return std::optional<std::string>("4,4"); });
+  w->optSelReg[2]->click();
+  EXPECT_EQ(w->fValues(), (std::vector<float>{4, 4}));
+  w->lstVars->item(0)->setSelected(true);  // 岩性 as well
+  w->btnApply->click();
+  EXPECT_TRUE(w->rtbText->toPlainText().startsWith(QString::fromUtf8("        逐步回归分析")));
+  setInputBoxHandler(old);
+
+  // The polynomial model shows its power box.
+  w->optSelReg[0]->click();
+  w->cboMD->setCurrentIndex(8);
+  EXPECT_TRUE(w->txtDX->isVisible());
+  ScriptedSaveDialogs dialogs({area("report.txt")});
+  w->btnSave->click();
+  EXPECT_EQ(dialogs.titles.at(0), "处理结果保存为...");
+  EXPECT_NE(gbkToUtf8(readFile(area("report.txt"))).find("逐步回归分析"), std::string::npos);
+  delete w;
+}
+
+}  // namespace
+}  // namespace sarnoth::gui
