@@ -3,6 +3,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QGroupBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMouseEvent>
@@ -15,6 +16,7 @@
 #include "app/chart_view.h"
 #include "app/messages.h"
 #include "app/tool_registry.h"
+#include "geochem/forms/frmClusterAnalysis.h"
 #include "geochem/forms/frmDataProcRegression.h"
 #include "geochem/forms/frmSetGchmBlock.h"
 #include "geochem/forms/geochem_form_support.h"
@@ -175,6 +177,68 @@ TEST_F(GeochemWindowTest, RegressionMethodsReportPlotAndInputBox) {
   EXPECT_EQ(dialogs.titles.at(0), "处理结果保存为...");
   EXPECT_NE(gbkToUtf8(readFile(area("report.txt"))).find("逐步回归分析"), std::string::npos);
   delete w;
+}
+
+TEST_F(GeochemWindowTest, ClusterAnalysisReportsAndDrawsItsDendrogram) {
+  auto* w = open<frmClusterAnalysis>("frmClusterAnalysis");
+  ASSERT_NE(w, nullptr);
+  EXPECT_EQ(w->windowTitle(), QString::fromUtf8(" 聚类分析"));
+  EXPECT_TRUE(w->txtFileOut->text().endsWith(QString::fromUtf8("Temp\\ClustInfo.txt")));
+  w->lstTbls->setCurrentRow(0);
+  ASSERT_EQ(w->lstVars->count(), 3);
+  w->lstVars->item(0)->setSelected(true);
+  w->lstVars->item(2)->setSelected(true);
+  EXPECT_EQ(w->lblVarCount->text(), QString::fromUtf8("选择变量数 2"));
+  {
+    ScriptedMessages m;
+    w->btnApply->click();
+    EXPECT_EQ(m.texts.at(0), "变量不能少于3个.");
+  }
+  w->chkSelAll->setChecked(true);
+  w->chkLog->setChecked(true);
+  EXPECT_EQ(w->chkLog->text(), QString::fromUtf8(" 数据取对数"));
+  w->chkLog->setChecked(false);
+  EXPECT_EQ(w->chkLog->text(), QString::fromUtf8(" 数据不取对数"));
+  w->cboDataCov->setCurrentIndex(2);
+  w->cboCalMode->setCurrentIndex(1);
+  EXPECT_FALSE(w->btnClusterMap->isEnabled());
+  {
+    ScriptedMessages m;
+    w->btnApply->click();
+    EXPECT_TRUE(m.texts.empty()) << m.texts[0];
+  }
+  ASSERT_TRUE(w->result().has_value());
+  EXPECT_EQ(w->result()->tree.joins.size(), 13u);  // fourteen samples
+  EXPECT_TRUE(w->btnClusterMap->isEnabled());
+  const std::string report = gbkToUtf8(readFile(area("temp/ClustInfo.txt")));
+  EXPECT_NE(report.find(" icsr = 3, 对数据标准化变换"), std::string::npos);
+  EXPECT_NE(report.find(" isim = 2, 欧拉距离倒数"), std::string::npos);
+
+  DendrogramWindow* map = w->makeClusterMap();
+  ASSERT_NE(map, nullptr);
+  EXPECT_EQ(map->windowTitle(), QString::fromUtf8("图示窗"));
+  EXPECT_EQ(map->picDraw->chart().title, "Q 型聚类图");
+  EXPECT_EQ(map->picDraw->chart().y.tickLabels.size(), 14u);
+  ASSERT_TRUE(map->savePicture(QString::fromStdString(area("tree.png"))));
+  ASSERT_TRUE(map->savePicture(QString::fromStdString(area("tree.svg"))));
+  EXPECT_NE(readFile(area("tree.svg")).find("<svg"), std::string::npos);
+  delete map;
+
+  // A *.clt file chosen by the file button takes the report.
+  ScriptedSaveDialogs dialogs({area("run.clt")});
+  w->btnFileOut->click();
+  EXPECT_EQ(dialogs.titles.at(0), "存入文件名...");
+  w->optRR->setChecked(true);
+  w->btnApply->click();
+  EXPECT_NE(gbkToUtf8(readFile(area("run.clt"))).find(" itype = 1 , 作 R 型聚类分析 "),
+            std::string::npos);
+  delete w;
+}
+
+TEST_F(SessionFixture, ClusterAnalysisRefusesAnEmptyWorkArea) {
+  ScriptedMessages m;
+  EXPECT_EQ(createToolWindow("frmClusterAnalysis", nullptr, 0), nullptr);
+  EXPECT_EQ(m.texts.at(0), "工作区无数据表。");
 }
 
 }  // namespace
