@@ -69,5 +69,43 @@ TEST_F(CliGeochemTest, RegressionReportsEveryMethodAndRefusesBadInput) {
   EXPECT_NE(ridge1.out.find("岭回归须选择两个以上因变量,请重选."), std::string::npos);
 }
 
+TEST_F(CliGeochemTest, ClusterPrintsItsReportAndDrawsTheDendrogram) {
+  test::CliResult r = test::runCli("cluster" + area() + "--fields Au,Ag,As,Sb,Cu,Pb,Zn --type R " +
+                                   "--transform 3 --dendrogram " + tmp_.file("r.svg"));
+  ASSERT_EQ(r.status, 0) << r.out;
+  EXPECT_EQ(r.out.rfind("**** 聚类分析预先给定的参数 ****\n", 0), 0u) << r.out;
+  EXPECT_NE(r.out.find(" itype = 1 , 作 R 型聚类分析 "), std::string::npos);
+  EXPECT_NE(r.out.find("kkk=6  ("), std::string::npos);  // seven fields, six rounds
+  EXPECT_EQ(r.out.find("kkk=7"), std::string::npos);
+  EXPECT_NE(test::readFile(tmp_.file("r.svg")).find("R 型聚类图"), std::string::npos);
+  EXPECT_TRUE(fs::exists(tmp_.file("temp/ClustInfo.txt")));
+  test::CliResult q = test::runCli("cluster" + area() + "--fields Au,Ag,As --quiet --dendrogram " +
+                                   tmp_.file("q.png"));
+  ASSERT_EQ(q.status, 0) << q.out;
+  EXPECT_GT(fs::file_size(tmp_.file("q.png")), 10000u);
+  test::CliResult two = test::runCli("cluster" + area() + "--fields Au,Ag");
+  EXPECT_NE(two.out.find("变量不能少于3个."), std::string::npos);
+}
+
+TEST_F(CliGeochemTest, BpTrainsAndWritesPredictionsIntoTheSecondTable) {
+  test::CliResult t = test::runCli("bp train" + area() + "--inputs Ag,As,Sb --output Au " +
+                                   "--rounds 50 --hidden 5 --seed 3");
+  ASSERT_EQ(t.status, 0) << t.out;
+  EXPECT_NE(t.out.find("学习模式数 NN="), std::string::npos);
+  EXPECT_NE(t.out.find("50次，均方差="), std::string::npos);
+  test::CliResult p = test::runCli("bp predict" + area() + "--inputs Ag,As,Sb --output Au " +
+                                   "--rounds 20 --hidden 5 --predict 布格重力异常 --quiet");
+  EXPECT_NE(p.status, 0);  // the gravity table has no Ag
+  EXPECT_NE(p.out.find("预测数据表中无数据项 Ag。"), std::string::npos) << p.out;
+  test::CliResult ok = test::runCli("bp predict" + area() + "--inputs Ag,As,Sb --output Au " +
+                                    "--rounds 20 --hidden 5 --predict 水系沉积物测量 --quiet");
+  ASSERT_EQ(ok.status, 0) << ok.out;
+  EXPECT_NE(ok.out.find("写入 Au_B"), std::string::npos) << ok.out;
+  test::CliResult rows =
+      test::runCli("sql --workarea " + tmp_.str() +
+                   " \"Select Count(*) From [水系沉积物测量] Where [Au_B] > 0\"");
+  EXPECT_EQ(rows.out.find("\n0\n"), std::string::npos) << rows.out;
+}
+
 }  // namespace
 }  // namespace sarnoth

@@ -9,13 +9,17 @@
 #include <QMouseEvent>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScrollBar>
+#include <QTableWidget>
 #include <QTextEdit>
+#include <QTimer>
 #include <QTreeWidget>
 #include <filesystem>
 
 #include "app/chart_view.h"
 #include "app/messages.h"
 #include "app/tool_registry.h"
+#include "geochem/forms/FrmBP.h"
 #include "geochem/forms/frmClusterAnalysis.h"
 #include "geochem/forms/frmDataProcRegression.h"
 #include "geochem/forms/frmSetGchmBlock.h"
@@ -232,6 +236,70 @@ TEST_F(GeochemWindowTest, ClusterAnalysisReportsAndDrawsItsDendrogram) {
   w->btnApply->click();
   EXPECT_NE(gbkToUtf8(readFile(area("run.clt"))).find(" itype = 1 , 作 R 型聚类分析 "),
             std::string::npos);
+  delete w;
+}
+
+TEST_F(GeochemWindowTest, BpNetworkTrainsPredictsAndStops) {
+  {
+    Database d = openWorkDatabase(gWorkPath);
+    d.execute("Create Table [新区] ([X] SINGLE, [Cu] SINGLE)");
+    d.execute("Insert Into [新区] Values (2.5, 0), (7.5, 0), (12.5, 0)");
+    ScriptedInteraction q;
+    registerTable(d, "新区", {"OutDataIn", "外部数据导入", OverwriteRule::Ask, "?", "", false}, q);
+  }
+  auto* w = open<FrmBP>("FrmBP");
+  ASSERT_NE(w, nullptr);
+  EXPECT_EQ(w->windowTitle(), QString::fromUtf8("BP神经网络预测模型"));
+  EXPECT_EQ(w->txtJJ->text(), "15");
+  EXPECT_EQ(w->txtLN->text(), "1000");
+  EXPECT_NE(w->findChild<QScrollBar*>("HScroll4"), nullptr);
+  EXPECT_NE(w->findChild<QScrollBar*>("VScroll7"), nullptr);
+  w->cboMTbl->setCurrentIndex(w->cboMTbl->findText(QString::fromUtf8("样品")));
+  EXPECT_EQ(w->txtMNum->text(), "14");
+  w->cboPTbl->setCurrentIndex(w->cboPTbl->findText(QString::fromUtf8("新区")));
+  EXPECT_EQ(w->txtPNum->text(), "3");
+  {
+    ScriptedMessages m;
+    w->Command1->click();
+    EXPECT_EQ(m.texts.at(0), "请选择输入层数据项。");
+  }
+  w->lstMItems->item(1)->setSelected(true);  // X
+  w->cboPItem->setCurrentIndex(w->cboPItem->findText("Cu"));
+  w->txtJJ->setText("4");
+  w->txtLN->setText("300");
+  w->btnIni->click();
+  EXPECT_EQ(w->grdV->rowCount(), 4);
+  EXPECT_EQ(w->grdV->columnCount(), 1);
+  EXPECT_EQ(w->grdR->rowCount(), 4);
+  EXPECT_EQ(w->grdQ->rowCount(), 1);
+  const std::vector<double> first = w->weights().v;
+  ScriptedSaveDialogs dialogs({area("net.par")});
+  w->chkFile->click();
+  EXPECT_EQ(dialogs.titles.at(0), "存入文件名...");
+  EXPECT_EQ(w->txtPar->text().toStdString(), area("net.par"));
+  {
+    ScriptedMessages m;
+    w->Command1->click();
+    EXPECT_TRUE(m.texts.empty()) << m.texts[0];
+  }
+  EXPECT_EQ(w->lblNote->text(), QString::fromUtf8("  预测计算已完成! "));
+  EXPECT_TRUE(w->lblErr->text().startsWith(QString::fromUtf8("300次，均方差=")));
+  EXPECT_EQ(w->weights().v, first);  // training starts from the grids' weights
+  EXPECT_EQ(w->lastResult().curve.size(), 300u);
+  EXPECT_FALSE(w->Picture15->chart().series.empty());
+  EXPECT_NE(gbkToUtf8(readFile(area("net.par"))).find("学习模式数 NN=14"), std::string::npos);
+  Database d = openWorkDatabase(gWorkPath);
+  EXPECT_EQ(valueToDouble(d.scalar("Select Count(*) From [新区] Where [Cu_B] > 0")), 3);
+
+  // The stop button cancels a long run: nothing more is written.
+  d.execute("Delete From [新区]");
+  d.execute("Insert Into [新区] ([X], [Cu]) Values (1, 0)");
+  w->txtLN->setText("10000000");
+  w->chkFile->setChecked(false);
+  QTimer::singleShot(50, w->btnStop, &QPushButton::click);
+  w->Command1->click();
+  EXPECT_EQ(w->lblNote->text(), QString::fromUtf8("  预测计算已中止! "));
+  EXPECT_EQ(valueToDouble(d.scalar("Select Count(*) From [新区] Where [Cu_B] <> -1E+38")), 0);
   delete w;
 }
 
