@@ -10,12 +10,12 @@
 
 namespace sarnoth::detail {
 
-// Calls fn(rowBegin, rowEnd, threadIndex) for disjoint bands that cover [0, rows), on
-// `threadCount` threads at most (0: one per core).
+// Calls fn(rowBegin, rowEnd, threadIndex) for disjoint bands that cover [0, rows), on at most
+// maxThreads threads (0: as many as there are cores, up to 16).
 template <class Fn>
-void forRowBands(int rows, Fn&& fn, int minRowsPerThread = 4, int threadCount = 0) {
-  int hw = threadCount > 0 ? threadCount : static_cast<int>(std::thread::hardware_concurrency());
-  int threads = std::clamp(hw, 1, 16);
+void forRowBands(int rows, Fn&& fn, int minRowsPerThread = 4, int maxThreads = 0) {
+  int hw = static_cast<int>(std::thread::hardware_concurrency());
+  int threads = std::clamp(maxThreads > 0 ? maxThreads : hw, 1, 16);
   threads = std::max(1, std::min(threads, rows / std::max(1, minRowsPerThread)));
   if (threads <= 1) {
     fn(0, rows, 0);

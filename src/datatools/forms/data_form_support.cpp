@@ -7,6 +7,7 @@
 #include <QTableWidget>
 #include <algorithm>
 
+#include "workarea/path_resolver.h"
 #include "workarea/session.h"
 #include "workarea/work_area.h"
 
@@ -40,9 +41,12 @@ bool BarProgress::pump() {
   return Progress::pump();
 }
 
-std::string askOpenFileName(QWidget* parent, const std::string& title, const std::string& filter) {
-  if (openHandler()) return openHandler()(title, filter, {});
-  QString path = QFileDialog::getOpenFileName(parent, qs(title), QString(), qtFileFilter(filter));
+std::string askOpenFileName(QWidget* parent, const std::string& title, const std::string& filter,
+                            const std::string& startDir) {
+  if (openHandler()) return openHandler()(title, filter, startDir);
+  QString path = QFileDialog::getOpenFileName(
+      parent, qs(title), startDir.empty() ? QString() : qs(resolvePath(startDir)),
+      qtFileFilter(filter));
   return ss(path);
 }
 

@@ -31,8 +31,10 @@ class BarProgress : public Progress {
 };
 
 // An open dialog; returns the chosen path or "" when cancelled. Filters as the system writes
-// them ("描述|*.ext|…").
-std::string askOpenFileName(QWidget* parent, const std::string& title, const std::string& filter);
+// them ("描述|*.ext|…"). `startDir` (a work-area path as the system spells it) is where the
+// dialog starts; an installed handler gets it as its third argument.
+std::string askOpenFileName(QWidget* parent, const std::string& title, const std::string& filter,
+                            const std::string& startDir = {});
 // Installs a handler in place of the open dialog; returns the previous one.
 FileDialogHandler setOpenDialogHandler(FileDialogHandler handler);
 
