@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "electric/sounding_demo.h"
+#include "gravmag/gm2d_demo.h"
 #include "workarea/null_value.h"
 #include "workarea/work_area.h"
 
@@ -220,6 +221,7 @@ Outcome createDemoWorkArea(const std::string& dir, unsigned seed, DemoSummary* s
     s.gravity = writeGravity(db, rng);
     s.magnetic = writeMagnetic(db, rng);
     if (summary) *summary = s;
+    if (Outcome g = gm2d::writeGm2dDemo(withTrailingSeparator(dir), seed); !g) return g;
   } catch (const StoreError& e) {
     return Outcome::failure(std::string("创建新数据表错误, ") + e.what());
   }
