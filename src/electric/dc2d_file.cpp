@@ -314,7 +314,7 @@ bool parseDc2dFile(const std::string& text, Dc2dFile& out, std::string& error) {
     if (ip && !checkEta(f.model.eta0, false, L.index(), error)) return false;
     if (!L.count(n, error)) return false;
     for (long long r = 0; r < n; ++r) {
-      if (!L.numbers(2, v, error, 1)) return false;
+      if (!L.numbers(1, v, error, 2)) return false;
       const std::size_t ln = L.index();
       Dc2dRegion region;
       const double nv = v[0];
@@ -324,7 +324,7 @@ bool parseDc2dFile(const std::string& text, Dc2dFile& out, std::string& error) {
       }
       region.rho = v[1];
       region.eta = isNullValue(v[2]) ? 0 : v[2];
-      if (!(region.rho > 0)) {
+ if (isNullValue(region.rho) || !(region.rho > 0)) {
         error = at(ln) + "区域 " + std::to_string(r + 1) + " 没有给定电阻率";
         return false;
       }
