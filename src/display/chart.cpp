@@ -514,7 +514,9 @@ Layout drawChart(const Chart& c, Canvas& cv, double width, double height) {
       cv.fillRect(x, y, kBarWidth, h + 0.5, b.colours[i]);
     }
     cv.rect(x, top, kBarWidth, L.bottom - top, axisPen);
-    const std::size_t every = std::max<std::size_t>(1, b.bounds.size() / 12 + 1);
+    // Labels no closer than a line of text.
+    const auto every =
+        static_cast<std::size_t>(std::max(1.0, std::ceil(fs * 1.3 / std::max(h, 1e-9))));
     for (std::size_t i = 0; i < b.bounds.size(); i += every) {
       const double y = L.bottom - h * static_cast<double>(i);
       const Point t[] = {{x + kBarWidth, y}, {x + kBarWidth + kTickLength, y}};

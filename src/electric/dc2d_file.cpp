@@ -324,7 +324,7 @@ bool parseDc2dFile(const std::string& text, Dc2dFile& out, std::string& error) {
       }
       region.rho = v[1];
       region.eta = isNullValue(v[2]) ? 0 : v[2];
- if (isNullValue(region.rho) || !(region.rho > 0)) {
+      if (isNullValue(region.rho) || !(region.rho > 0)) {
         error = at(ln) + "区域 " + std::to_string(r + 1) + " 没有给定电阻率";
         return false;
       }

@@ -284,6 +284,7 @@ bool Dc2dForward::solve(std::span<const double> rho, Dc2dSolution& out, bool kee
     }
     for (auto& th : pool) th.join();
     if (stop) return false;
+    progress.setValue(nk);
   }
   // Inverse transform, summed in wavenumber order whatever thread solved what.
   const auto nEl = static_cast<Eigen::Index>(survey_.electrodes.size());

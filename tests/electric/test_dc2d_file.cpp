@@ -43,8 +43,8 @@ Dc2dFile sample(Dc2dDevice d, int calc, int param, int terrain) {
   if (d == Dc2dDevice::Charged) text += "10, 7.5\n";
   if (d == Dc2dDevice::Gradient) text += "0, 30\n";
   text += "3\n";
-  const char* lines[] = {"", "3", "4 5", "2 4", "1 3 4 6", "1 3 4 6", "1 2 4 5",
-                         "2 4", "1 3 4", "1 3 4 6", "1 2 4 5"};
+  const char* lines[] = {"",        "3",   "4 5",   "2 4",     "1 3 4 6", "1 3 4 6",
+                         "1 2 4 5", "2 4", "1 3 4", "1 3 4 6", "1 2 4 5"};
   for (int i = 0; i < 3; ++i) {
     std::string st;
     for (const auto& tok : filetext::splitBlanks(lines[static_cast<int>(d)]))
@@ -55,8 +55,9 @@ Dc2dFile sample(Dc2dDevice d, int calc, int param, int terrain) {
     text += st + "\n";
   }
   if (terrain) text += "3\n0, 500\n10.5, 512.25\n20, 505\n";
-  if (calc == 1) text += std::string(param == 2 ? "150, 2\n" : "150\n") + "1\n4, 20" +
-                         (param == 2 ? ", 12" : "") + "\n110, -5\n130, -5\n130, -15\n110, -15\n";
+  if (calc == 1)
+    text += std::string(param == 2 ? "150, 2\n" : "150\n") + "1\n4, 20" +
+            (param == 2 ? ", 12" : "") + "\n110, -5\n130, -5\n130, -15\n110, -15\n";
   else
     text += "8, 4.5\n";
   Dc2dFile out;

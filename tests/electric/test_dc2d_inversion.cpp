@@ -18,7 +18,8 @@ Dc2dFile dipoleFile(int electrodes, double a, int nmax, bool inverse) {
   f.survey.device = Dc2dDevice::DipoleSounding;
   for (int i = 0; i < electrodes; ++i) f.survey.electrodes.push_back({i * a, 0});
   for (int n = 1; n <= nmax; ++n)
-    for (int i = 0; i + n + 2 < electrodes; ++i) f.survey.data.push_back({i, i + 1, i + n + 1, i + n + 2});
+    for (int i = 0; i + n + 2 < electrodes; ++i)
+      f.survey.data.push_back({i, i + 1, i + n + 1, i + n + 2});
   return f;
 }
 
@@ -65,15 +66,19 @@ TEST(Dc2dInversion, RecoversAConductiveBlockAtItsPlace) {
     EXPECT_LT(r.rmsPerIteration[i], r.rmsPerIteration[i - 1]);
   auto centre = [&](int k) {
     const int col = k % c.columns, lay = k / c.columns;
-    return XZ{(c.xEdges[static_cast<std::size_t>(col)] + c.xEdges[static_cast<std::size_t>(col) + 1]) / 2,
-              -(c.depthEdges[static_cast<std::size_t>(lay)] + c.depthEdges[static_cast<std::size_t>(lay) + 1]) / 2};
+    return XZ{
+        (c.xEdges[static_cast<std::size_t>(col)] + c.xEdges[static_cast<std::size_t>(col) + 1]) / 2,
+        -(c.depthEdges[static_cast<std::size_t>(lay)] +
+          c.depthEdges[static_cast<std::size_t>(lay) + 1]) /
+            2};
   };
   // The most conductive cell and the most polarisable one lie in the block's place, within one
   // electrode spacing of its centre (52.5, −6).
   int low = 0, high = 0;
   for (int k = 0; k < c.count(); ++k) {
     if (r.cellRho[static_cast<std::size_t>(k)] < r.cellRho[static_cast<std::size_t>(low)]) low = k;
-    if (r.cellEta[static_cast<std::size_t>(k)] > r.cellEta[static_cast<std::size_t>(high)]) high = k;
+    if (r.cellEta[static_cast<std::size_t>(k)] > r.cellEta[static_cast<std::size_t>(high)])
+      high = k;
   }
   EXPECT_LT(std::hypot(centre(low).x - 52.5, centre(low).z + 6), 5.0);
   EXPECT_LT(r.cellRho[static_cast<std::size_t>(low)], 40);
@@ -157,7 +162,8 @@ TEST(Dc2dSession, TerrainTooSteepForTheRowsIsRefused) {
   ASSERT_TRUE(s.buildMesh());
   const Dc2dMesh& m = *s.mesh();
   for (int i = 0; i < m.nx(); ++i)
-    EXPECT_NEAR(m.nodes[static_cast<std::size_t>(m.node(i, 0))].z, f.survey.surfaceAt(m.xs[static_cast<std::size_t>(i)]), 1e-9);
+    EXPECT_NEAR(m.nodes[static_cast<std::size_t>(m.node(i, 0))].z,
+                f.survey.surfaceAt(m.xs[static_cast<std::size_t>(i)]), 1e-9);
 }
 
 }  // namespace

@@ -149,7 +149,8 @@ void Dc2dSectionView::paintEvent(QPaintEvent*) {
   p.setRenderHint(QPainter::Antialiasing, false);
   const auto& file = session_.file();
   const auto& s = file.survey;
-  const XZ tl = toSection({0, 0}), br = toSection({static_cast<double>(width()), static_cast<double>(height())});
+  const XZ tl = toSection({0, 0}),
+           br = toSection({static_cast<double>(width()), static_cast<double>(height())});
 
   // Colours by log resistivity over the model's values.
   std::vector<double> rhos{file.model.rho0};
@@ -158,7 +159,8 @@ void Dc2dSectionView::paintEvent(QPaintEvent*) {
   const auto* data = session_.meshDataReady() ? &session_.meshData() : nullptr;
   if (data)
     for (double v : data->rho) rhos.push_back(v);
-  double lo = *std::min_element(rhos.begin(), rhos.end()), hi = *std::max_element(rhos.begin(), rhos.end());
+  double lo = *std::min_element(rhos.begin(), rhos.end()),
+         hi = *std::max_element(rhos.begin(), rhos.end());
   if (hi <= lo * 1.0001) {
     lo /= 2;
     hi *= 2;
@@ -218,12 +220,14 @@ void Dc2dSectionView::paintEvent(QPaintEvent*) {
       const QPointF a = toScreen(mesh->nodes[static_cast<std::size_t>(mesh->node(i, 0))]);
       if (a.x() < 0 || a.x() > width()) continue;
       QPolygonF col;
-      for (int j = 0; j < mesh->nz(); ++j) col << toScreen(mesh->nodes[static_cast<std::size_t>(mesh->node(i, j))]);
+      for (int j = 0; j < mesh->nz(); ++j)
+        col << toScreen(mesh->nodes[static_cast<std::size_t>(mesh->node(i, j))]);
       p.drawPolyline(col);
     }
     for (int j = 0; j < mesh->nz(); ++j) {
       QPolygonF row;
-      for (int i = 0; i < mesh->nx(); ++i) row << toScreen(mesh->nodes[static_cast<std::size_t>(mesh->node(i, j))]);
+      for (int i = 0; i < mesh->nx(); ++i)
+        row << toScreen(mesh->nodes[static_cast<std::size_t>(mesh->node(i, j))]);
       p.drawPolyline(row);
     }
   }
@@ -233,8 +237,10 @@ void Dc2dSectionView::paintEvent(QPaintEvent*) {
   const auto zt = chart::niceTicks(zlo, zhi, std::max(2, height() / 60), false);
   if (grid_) {
     p.setPen(QPen(QColor(200, 200, 200), 0, Qt::DotLine));
-    for (double x : xt) p.drawLine(QPointF(toScreen({x, 0}).x(), 0), QPointF(toScreen({x, 0}).x(), height()));
-    for (double z : zt) p.drawLine(QPointF(0, toScreen({0, z}).y()), QPointF(width(), toScreen({0, z}).y()));
+    for (double x : xt)
+      p.drawLine(QPointF(toScreen({x, 0}).x(), 0), QPointF(toScreen({x, 0}).x(), height()));
+    for (double z : zt)
+      p.drawLine(QPointF(0, toScreen({0, z}).y()), QPointF(width(), toScreen({0, z}).y()));
   }
   // Region outlines.
   p.setBrush(Qt::NoBrush);
@@ -242,7 +248,8 @@ void Dc2dSectionView::paintEvent(QPaintEvent*) {
     for (std::size_t r = 0; r < file.model.regions.size(); ++r) {
       QPolygonF poly;
       for (const XZ& q : file.model.regions[r].outline) poly << toScreen(q);
-      p.setPen(QPen(static_cast<int>(r) == region_ ? Qt::red : Qt::black, static_cast<int>(r) == region_ ? 2 : 1));
+      p.setPen(QPen(static_cast<int>(r) == region_ ? Qt::red : Qt::black,
+                    static_cast<int>(r) == region_ ? 2 : 1));
       p.drawPolygon(poly);
     }
   // Curves.
@@ -251,7 +258,8 @@ void Dc2dSectionView::paintEvent(QPaintEvent*) {
   for (std::size_t c = 0; c < curves.size(); ++c) {
     QPolygonF line;
     for (const XZ& q : curves[c].points) line << toScreen(q);
-    p.setPen(QPen(static_cast<int>(c) == curve_ ? QColor(Qt::red) : QColor(0, 0, 200), static_cast<int>(c) == curve_ ? 2.5 : 1.5));
+    p.setPen(QPen(static_cast<int>(c) == curve_ ? QColor(Qt::red) : QColor(0, 0, 200),
+                  static_cast<int>(c) == curve_ ? 2.5 : 1.5));
     p.drawPolyline(line);
   }
   if (!drawing_.empty()) {
@@ -374,8 +382,10 @@ frmDc2dRegions::frmDc2dRegions(const electric::Dc2dModel& model, bool chargeabil
                                                  : QString::fromUtf8("区域 %1").arg(region + 1));
     name->setFlags(Qt::ItemIsEnabled);
     tblRegions->setItem(row, 0, name);
-    tblRegions->setItem(row, 1, new QTableWidgetItem(rho > 0 ? QString::number(rho, 'g', 8) : QString()));
-    if (chargeability) tblRegions->setItem(row, 2, new QTableWidgetItem(QString::number(eta, 'g', 8)));
+    tblRegions->setItem(row, 1,
+                        new QTableWidgetItem(rho > 0 ? QString::number(rho, 'g', 8) : QString()));
+    if (chargeability)
+      tblRegions->setItem(row, 2, new QTableWidgetItem(QString::number(eta, 'g', 8)));
     index_.push_back(region);
   };
   if (only < -1 || only == -1) add(-1, model.rho0, model.eta0);
@@ -407,7 +417,8 @@ void frmDc2dRegions::apply() {
       eta = tblRegions->item(r, 2)->text().toDouble(&okEta);
     if (!okRho || !(rho > 0) || !okEta || !(eta >= 0 && eta < 100)) {
       showMessage(this, kTitleInfo,
-                  tblRegions->item(r, 0)->text().toStdString() + ": 电阻率必须大于 0，极化率在 0 到 100 之间");
+                  tblRegions->item(r, 0)->text().toStdString() +
+                      ": 电阻率必须大于 0，极化率在 0 到 100 之间");
       return;
     }
     rows.push_back({index_[static_cast<std::size_t>(r)], rho, eta});
@@ -433,13 +444,22 @@ Dc2dControl::Dc2dControl(QWidget* parent) : QWidget(parent) {
   chtModel = new ChartView(results);
   chtModel->setObjectName("chtModel");
   for (ChartView* v : {chtObserved, chtComputed, chtModel}) {
-    v->setMinimumHeight(120);
+    v->setMinimumHeight(170);
     rl->addWidget(v);
+    // The value of the cell under the pointer.
+    v->setTooltipFormatter([v](int s, int i) {
+      const auto& series = v->chart().series;
+      if (s < 0 || s >= static_cast<int>(series.size())) return QString();
+      const auto& values = series[static_cast<std::size_t>(s)].cellValues;
+      return i >= 0 && i < static_cast<int>(values.size())
+                 ? QString::number(values[static_cast<std::size_t>(i)], 'g', 5)
+                 : QString();
+    });
   }
   split->addWidget(picSection);
   split->addWidget(results);
-  split->setStretchFactor(0, 2);
-  split->setStretchFactor(1, 3);
+  split->setStretchFactor(0, 1);
+  split->setStretchFactor(1, 2);
   lay->addWidget(split, 1);
   lblInfo = new QLabel(this);
   lblInfo->setObjectName("lblInfo");
@@ -478,7 +498,8 @@ bool Dc2dControl::openFile(const std::string& path) {
   picSection->fitView();
   lblInfo->setText(QString::fromStdString(session_.file().name + "  " +
                                           electric::dc2dDeviceText(session_.file().survey.device) +
-                                          "  " + std::to_string(session_.file().survey.data.size())) +
+                                          "  " +
+                                          std::to_string(session_.file().survey.data.size())) +
                    QString::fromUtf8(" 个数据"));
   refreshResults();
   reportState();
@@ -571,8 +592,8 @@ void Dc2dControl::regionDialog(bool modifyMeshData, int only) {
 }
 
 void Dc2dControl::refreshResults() {
-  const bool fixedSource = session_.loaded() &&
-                           (session_.file().survey.device == electric::Dc2dDevice::Charged ||
+  const bool fixedSource =
+      session_.loaded() && (session_.file().survey.device == electric::Dc2dDevice::Charged ||
                             session_.file().survey.device == electric::Dc2dDevice::Gradient);
   auto show = [](ChartView* v, std::optional<chart::Chart> c) {
     v->setChart(c ? std::move(*c) : chart::Chart{});
@@ -591,15 +612,14 @@ void Dc2dControl::refreshResults() {
 
 void Dc2dControl::reportState() {
   if (!host_) return;
-  const bool loaded = session_.loaded(), mesh = session_.meshBuilt(), data = session_.meshDataReady(),
-             done = session_.computed();
+  const bool loaded = session_.loaded(), mesh = session_.meshBuilt(),
+             data = session_.meshDataReady(), done = session_.computed();
   const bool ip = loaded && session_.file().chargeability();
   const std::pair<const char*, bool> states[] = {
-      {"mnuFYCreateNet", loaded},          {"mnuFYPositiVeinVolve", mesh},
-      {"mnuFYComputeAndShow", data},       {"mnuFYNetDataModify", data},
-      {"mnuFYReParam", data},              {"mnuShowDiZhu", done},
-      {"mnuShowJiHua", done && ip},        {"mnuResultDraftPs", done},
-      {"mnuSaveResultDataFile", done},     {"mnuSaveDMDataFile", data}};
+      {"mnuFYCreateNet", loaded},   {"mnuFYPositiVeinVolve", mesh}, {"mnuFYComputeAndShow", data},
+      {"mnuFYNetDataModify", data}, {"mnuFYReParam", data},         {"mnuShowDiZhu", done},
+      {"mnuShowJiHua", done && ip}, {"mnuResultDraftPs", done},     {"mnuSaveResultDataFile", done},
+      {"mnuSaveDMDataFile", data}};
   for (const auto& [name, on] : states) host_->commandState(name, on);
 }
 

@@ -35,9 +35,18 @@ class Dc2dSectionView : public QWidget {
 
   void setTool(Tool t);
   Tool tool() const { return tool_; }
-  void setShowRuler(bool on) { ruler_ = on; update(); }
-  void setShowGrid(bool on) { grid_ = on; update(); }
-  void setShowOutlines(bool on) { outlines_ = on; update(); }
+  void setShowRuler(bool on) {
+    ruler_ = on;
+    update();
+  }
+  void setShowGrid(bool on) {
+    grid_ = on;
+    update();
+  }
+  void setShowOutlines(bool on) {
+    outlines_ = on;
+    update();
+  }
   bool showRuler() const { return ruler_; }
   bool showGrid() const { return grid_; }
   bool showOutlines() const { return outlines_; }

@@ -72,7 +72,8 @@ FrmWTResIP2DManData::FrmWTResIP2DManData(QWidget* parent) : QDialog(parent) {
   Combo1 = new QComboBox(dev);
   Combo1->setObjectName("Combo1");
   for (int d = 1; d <= electric::kDc2dDevices; ++d)
-    Combo1->addItem(QString::fromUtf8(electric::dc2dDeviceText(static_cast<electric::Dc2dDevice>(d))));
+    Combo1->addItem(
+        QString::fromUtf8(electric::dc2dDeviceText(static_cast<electric::Dc2dDevice>(d))));
   dl->addWidget(Combo1);
   lay->addWidget(dev);
   Cmd_DataFileLoad = new QPushButton(QString::fromUtf8("装载数据文件"), this);
