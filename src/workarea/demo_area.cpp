@@ -5,6 +5,7 @@
 #include <random>
 #include <vector>
 
+#include "electric/dc2d_demo.h"
 #include "electric/sounding_demo.h"
 #include "gravmag/gm2d_demo.h"
 #include "workarea/null_value.h"
@@ -225,7 +226,9 @@ Outcome createDemoWorkArea(const std::string& dir, unsigned seed, DemoSummary* s
   } catch (const StoreError& e) {
     return Outcome::failure(std::string("创建新数据表错误, ") + e.what());
   }
-  return electric::writeDemoSoundings(withTrailingSeparator(dir), seed);
+  o = electric::writeDemoSoundings(withTrailingSeparator(dir), seed);
+  if (!o) return o;
+  return electric::writeDemoDc2d(withTrailingSeparator(dir), seed);
 }
 
 }  // namespace sarnoth
