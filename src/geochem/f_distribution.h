@@ -7,8 +7,9 @@
 // modified Lentz method, on the side x < (a + 1)/(a + b + 2) where it converges fast and by the
 // symmetry I_x(a, b) = 1 − I_(1−x)(b, a) otherwise; the prefactor x^a (1 − x)^b / (a B(a, b))
 // through lgamma (Press et al., Numerical Recipes, 3rd ed., §6.4).
-// Accuracy: about 1e-13 relative for degrees of freedom up to 1e6 (checked against R's pf);
-// 200 terms of the fraction at most.
+// Accuracy: about 1e-13 relative while the degrees of freedom stay below a few thousand, and
+// about 1e-9 for 1e5 (the prefactor's difference of log-gammas of large arguments loses the
+// rest); checked against R's pf. 200 terms of the fraction at most.
 // Where it fails: d1 or d2 not above 0, or f NaN, gives NaN; f ≤ 0 gives 1.
 #pragma once
 
