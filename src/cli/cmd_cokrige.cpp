@@ -97,7 +97,8 @@ int runCoKrige(Args& a) {
   return 0;
 }
 
-CommandRegistrar reg{{"cokrige", "co-kriging (协同克吕格分析): a primary element with one or two secondaries",
+CommandRegistrar reg{{"cokrige",
+                      "co-kriging (协同克吕格分析): a primary element with one or two secondaries",
                       kUsage, runCoKrige}};
 
 }  // namespace

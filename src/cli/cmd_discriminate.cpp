@@ -62,9 +62,9 @@ int runDiscriminate(Args& a) {
   return 0;
 }
 
-CommandRegistrar reg{{"discriminate",
-                      "stepwise discrimination (多级逐步判别预测): multi-level LDA by Wilks' lambda",
-                      kUsage, runDiscriminate}};
+CommandRegistrar reg{
+    {"discriminate", "stepwise discrimination (多级逐步判别预测): multi-level LDA by Wilks' lambda",
+     kUsage, runDiscriminate}};
 
 }  // namespace
 }  // namespace sarnoth::cli

@@ -52,16 +52,16 @@ int runSaFractal(Args& a) {
                                     : geochem::runFractalSeparation(work, job, ui, progress);
   if (!r.outcome.ok) return r.outcome.message.empty() ? 1 : failWith(r.outcome.message);
   for (const auto& l : r.report) std::printf("%s\n", l.c_str());
-  if (a.has("plot") &&
-      !chart::writeChartFile(geochem::fractalChart(r.series, r.fit, job.method),
-                             resolvePath(a.get("plot")), 800, 600))
+  if (a.has("plot") && !chart::writeChartFile(geochem::fractalChart(r.series, r.fit, job.method),
+                                              resolvePath(a.get("plot")), 800, 600))
     return failWith("不能写入文件: " + a.get("plot"));
   return 0;
 }
 
-CommandRegistrar reg{{"sa-fractal",
-                      "2-D fractal processing (二维分形处理): S–A or C–A background/anomaly separation",
-                      kUsage, runSaFractal}};
+CommandRegistrar reg{
+    {"sa-fractal",
+     "2-D fractal processing (二维分形处理): S–A or C–A background/anomaly separation", kUsage,
+     runSaFractal}};
 
 }  // namespace
 }  // namespace sarnoth::cli

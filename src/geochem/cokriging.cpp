@@ -5,12 +5,12 @@
 #include <Eigen/Dense>
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <limits>
 #include <numeric>
 #include <thread>
-#include <chrono>
 
 #include "geochem/report_format.h"
 #include "prep/neighbour_index.h"
@@ -90,7 +90,8 @@ krig::ExperimentalVariogram experimentalCrossVariogram(std::span<const double> x
   std::vector<std::size_t> pick;
   const std::size_t n = both.size();
   if (n > kVariogramSample) {
-    for (std::size_t i = 0; i < kVariogramSample; ++i) pick.push_back(both[i * n / kVariogramSample]);
+    for (std::size_t i = 0; i < kVariogramSample; ++i)
+      pick.push_back(both[i * n / kVariogramSample]);
   } else {
     pick = both;
   }
@@ -189,8 +190,8 @@ Coregionalisation fitCoregionalisation(const CoVariograms& ev, double range) {
       for (std::size_t l = 0; l < e.pairs.size(); ++l) {
         const double h = e.distance[l];
         if (e.pairs[l] <= 0 || !(h > 0)) continue;
-        lags[p].push_back({static_cast<double>(e.pairs[l]) / (h * h), 1.0, sph(h / model.range),
-                           e.gamma[l]});
+        lags[p].push_back(
+            {static_cast<double>(e.pairs[l]) / (h * h), 1.0, sph(h / model.range), e.gamma[l]});
       }
     }
   // A variable without lags of its own (fewer than two samples) keeps the pure nugget of its
@@ -361,7 +362,7 @@ void prepare(const CoSamples& s, int nvar, Prepared& p) {
 
 std::vector<float> coKrigeGrid(const CoSamples& s, const Coregionalisation& model,
                                const GridGeometry& g, const CoKrigingOptions& options,
-                               Progress& progress) {
+                               Progress& progress, bool* cancelled) {
   std::vector<float> out(g.nodeCount(), NULL_VALUE);
   if (s.variables() < model.nvar || model.nvar < 1) return out;
   Prepared prep;
@@ -376,14 +377,19 @@ std::vector<float> coKrigeGrid(const CoSamples& s, const Coregionalisation& mode
       for (int c = 0; c < g.columns; ++c) {
         const double x0 = static_cast<double>(g.xLeft) + static_cast<double>(c) * g.dx;
         const double e = sys.estimate(x0, y0);
-        if (std::isfinite(e)) out[static_cast<std::size_t>(r) * g.columns + c] = static_cast<float>(e);
+        if (std::isfinite(e))
+          out[static_cast<std::size_t>(r) * g.columns + c] = static_cast<float>(e);
       }
       rowsDone.fetch_add(1, std::memory_order_relaxed);
     }
   };
   // Bands of rows on the worker threads; the calling thread reports progress meanwhile.
   if (options.threads == 1) {
-    work(0, g.rows, 0);
+    for (int r = 0; r < g.rows && !stop; ++r) {
+      work(r, r + 1, 0);
+      progress.setValue(r + 1);
+      if (!progress.pump()) stop = true;
+    }
   } else {
     std::thread runner([&] { detail::forRowBands(g.rows, work, 1, options.threads); });
     while (rowsDone.load() < g.rows) {
@@ -395,6 +401,7 @@ std::vector<float> coKrigeGrid(const CoSamples& s, const Coregionalisation& mode
     runner.join();
   }
   progress.setValue(g.rows);
+  if (cancelled) *cancelled = stop.load();
   return out;
 }
 
@@ -413,7 +420,8 @@ CrossValidation coKrigingCrossValidation(const CoSamples& s, const Coregionalisa
         NodeSystem sys(prep.pts, prep.index, model, options);
         for (int i = b; i < e; ++i) {
           const auto u = static_cast<std::size_t>(i);
-          const double est = sys.estimate(primary.x[u], primary.y[u], static_cast<std::uint32_t>(i));
+          const double est =
+              sys.estimate(primary.x[u], primary.y[u], static_cast<std::uint32_t>(i));
           if (std::isfinite(est)) cv.error[u] = est - primary.z[u];
         }
       },
@@ -454,8 +462,8 @@ CoSamples readCoSamples(Database& db, const CoKrigingJob& job) {
   CoSamples s;
   const int nv = 1 + static_cast<int>(job.secondaryFields.size());
   s.z.resize(static_cast<std::size_t>(nv));
-  std::string sql = "Select " + bracket(job.xField) + "," + bracket(job.yField) + "," +
-                    bracket(job.primaryField);
+  std::string sql =
+      "Select " + bracket(job.xField) + "," + bracket(job.yField) + "," + bracket(job.primaryField);
   for (const auto& f : job.secondaryFields) sql += "," + bracket(f);
   sql += " From " + bracket(job.table);
   Cursor c = db.query(sql);
@@ -477,7 +485,8 @@ CoSamples readCoSamples(Database& db, const CoKrigingJob& job) {
     if (!any) continue;
     s.x.push_back(x);
     s.y.push_back(y);
-    for (int v = 0; v < nv; ++v) s.z[static_cast<std::size_t>(v)].push_back(z[static_cast<std::size_t>(v)]);
+    for (int v = 0; v < nv; ++v)
+      s.z[static_cast<std::size_t>(v)].push_back(z[static_cast<std::size_t>(v)]);
   }
   return s;
 }
@@ -504,9 +513,9 @@ std::vector<std::string> coKrigingReport(const CoKrigingJob& job, const CoKrigin
   out.push_back("   线性协同区域化模型: 块金 + 球状模型, 变程 a=" + doubleText(r.model.range));
   for (int i = 0; i < r.model.nvar; ++i)
     for (int j = i; j < r.model.nvar; ++j) {
-      const std::string pair = i == j ? names[static_cast<std::size_t>(i)]
-                                      : names[static_cast<std::size_t>(i)] + "-" +
-                                            names[static_cast<std::size_t>(j)];
+      const std::string pair =
+          i == j ? names[static_cast<std::size_t>(i)]
+                 : names[static_cast<std::size_t>(i)] + "-" + names[static_cast<std::size_t>(j)];
       out.push_back("   γ(" + pair + "): 块金=" + doubleText(r.model.b0(i, j)) +
                     "   基台=" + doubleText(r.model.b1(i, j)));
     }
@@ -523,8 +532,8 @@ std::vector<std::string> coKrigingReport(const CoKrigingJob& job, const CoKrigin
   }
   out.push_back("");
   out.push_back("   网格: " + std::to_string(job.geometry.columns) + " × " +
-                std::to_string(job.geometry.rows) + "   有效数据数=" +
-                std::to_string(r.grid.header.validCount));
+                std::to_string(job.geometry.rows) +
+                "   有效数据数=" + std::to_string(r.grid.header.validCount));
   return out;
 }
 
@@ -540,8 +549,8 @@ CoKrigingRunResult runCoKriging(Database& db, const std::string& workPath, const
   r.path = gridOutputPath(workPath, job.outputName);
   try {
     if (std::filesystem::exists(r.path)) {
-      const std::string q = std::string(kMsgOverwritePrefix) + job.outputName + ".grd" +
-                            kMsgOverwriteSuffix;
+      const std::string q =
+          std::string(kMsgOverwritePrefix) + job.outputName + ".grd" + kMsgOverwriteSuffix;
       if (ui.ask(kTitle, q, Buttons::YesNo) != Answer::Yes) {
         r.declined = true;
         r.outcome = Outcome::failure({});
@@ -559,10 +568,16 @@ CoKrigingRunResult runCoKriging(Database& db, const std::string& workPath, const
     r.model = fitCoregionalisation(r.variograms, job.range);
     if (job.crossValidate) {
       r.coKriging = coKrigingCrossValidation(s, r.model, job.options);
-      r.ordinary = coKrigingCrossValidation(primaryOnly(s), primaryOnlyModel(r.variograms),
-                                            job.options);
+      r.ordinary =
+          coKrigingCrossValidation(primaryOnly(s), primaryOnlyModel(r.variograms), job.options);
     }
-    std::vector<float> nodes = coKrigeGrid(s, r.model, job.geometry, job.options, progress);
+    bool cancelled = false;
+    std::vector<float> nodes =
+        coKrigeGrid(s, r.model, job.geometry, job.options, progress, &cancelled);
+    if (cancelled) {
+      r.outcome = Outcome::failure({});
+      return r;
+    }
     GridHeader h;
     h.magic = kGridMagicHltwr;
     h.method = kCoKrigMethod;
@@ -605,9 +620,9 @@ chart::Chart coVariogramChart(const CoVariograms& ev, const Coregionalisation& m
     for (int j = i; j < ev.nvar; ++j) {
       const auto& e = ev.pairs[static_cast<std::size_t>(coPairIndex(i, j, ev.nvar))];
       const chart::Rgb rgb = colours[colour++ % 6];
-      const std::string name =
-          i == j ? names.at(static_cast<std::size_t>(i))
-                 : names.at(static_cast<std::size_t>(i)) + "-" + names.at(static_cast<std::size_t>(j));
+      const std::string name = i == j ? names.at(static_cast<std::size_t>(i))
+                                      : names.at(static_cast<std::size_t>(i)) + "-" +
+                                            names.at(static_cast<std::size_t>(j));
       std::vector<double> hx, gy;
       for (std::size_t l = 0; l < e.pairs.size(); ++l)
         if (e.pairs[l] > 0) {

@@ -13,7 +13,8 @@
 //
 // The model. The linear model of coregionalisation with two basic structures, a nugget and a
 // spherical scheme of range a:
-//     γ_ij(h) = B0_ij · [h > 0] + B1_ij · sph(h/a),   C_ij(h) = B0_ij·[h = 0] + B1_ij·(1 − sph(h/a)),
+//     γ_ij(h) = B0_ij · [h > 0] + B1_ij · sph(h/a),   C_ij(h) = B0_ij·[h = 0] + B1_ij·(1 −
+//     sph(h/a)),
 // which is a valid (positive definite) model exactly when the sill matrices B0 and B1 are
 // positive semi-definite. The range is that of the primary's own spherical fit (the fit of the
 // kriging seam, closed/kriging.h), so that the primary's structure, the one being estimated,
@@ -115,9 +116,11 @@ struct CoKrigingOptions {
 };
 
 // The grid: node (r, c) at (xLeft + c·dx, yBottom + r·dy), -1E+38 where nothing can be solved.
+// The progress counts rows; when it asks to stop, `cancelled` (if given) is set and the rows not
+// reached stay -1E+38.
 std::vector<float> coKrigeGrid(const CoSamples& s, const Coregionalisation& model,
                                const GridGeometry& geometry, const CoKrigingOptions& options,
-                               Progress& progress = noProgress());
+                               Progress& progress = noProgress(), bool* cancelled = nullptr);
 
 // Leave-one-out cross-validation of the primary: each primary sample estimated from the others
 // (the secondaries kept, also on its own record).
@@ -149,8 +152,8 @@ struct CoKrigingJob {
   GridGeometry geometry;
   std::string outputName;  // Grid_Dat\<name>.grd
   CoKrigingOptions options;
-  double range = 0;             // ≤ 0: the primary's fitted range
-  bool crossValidate = true;    // report both cross-validations
+  double range = 0;           // ≤ 0: the primary's fitted range
+  bool crossValidate = true;  // report both cross-validations
 };
 
 std::string checkCoKrigingJob(const CoKrigingJob& job);

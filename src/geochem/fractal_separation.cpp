@@ -114,8 +114,8 @@ AreaSeries concentrationAreaSeries(const Grid& grid, int levels) {
     // values ≥ t; the top level is the largest value itself, which the rounding of the power may
     // put a hair above it
     const double key = std::min(t, static_cast<double>(v.back()));
-    const auto first = std::lower_bound(v.begin(), v.end(), key,
-                                        [](float a, double k) { return static_cast<double>(a) < k; });
+    const auto first = std::lower_bound(
+        v.begin(), v.end(), key, [](float a, double k) { return static_cast<double>(a) < k; });
     s.threshold.push_back(t);
     s.area.push_back(static_cast<double>(v.end() - first) * cell);
   }
@@ -209,7 +209,8 @@ BreakFit fitBreaks(const AreaSeries& s, int breakCount) {
   for (std::size_t r = 1; r < starts.size(); ++r) {
     const int i0 = starts[r - 1], i1 = starts[r], i2 = r + 1 < starts.size() ? starts[r + 1] : n;
     const Line lo = fitRun(p.lx, p.ly, i0, i1), hi = fitRun(p.lx, p.ly, i1, i2);
-    const double left = p.lx[static_cast<std::size_t>(i1 - 1)], right = p.lx[static_cast<std::size_t>(i1)];
+    const double left = p.lx[static_cast<std::size_t>(i1 - 1)],
+                 right = p.lx[static_cast<std::size_t>(i1)];
     double lx = right;
     if (lo.b != hi.b) {
       const double cross = (hi.a - lo.a) / (lo.b - hi.b);
@@ -322,8 +323,8 @@ FractalRunResult analyseFractal(const FractalJob& job, Progress& progress) {
   }
   GridReadResult in = readGrid(job.gridPath);
   if (!in.ok()) {
-    res.outcome = Outcome::failure(in.error == GridError::BadMagic ? kMsgNotBinaryGrid
-                                                                   : kMsgNotGrid);
+    res.outcome =
+        Outcome::failure(in.error == GridError::BadMagic ? kMsgNotBinaryGrid : kMsgNotGrid);
     return res;
   }
   if (job.method == FractalMethod::ConcentrationArea) {

@@ -74,18 +74,18 @@ AreaSeries concentrationAreaSeries(const Grid& grid, int levels);
 struct PowerSpectrum {
   std::string failure;
   int nxp = 0, nyp = 0;
-  double cellArea = 0;          // Δkx·Δky, (cycles per unit)²
-  std::vector<double> power;    // (nyp/2 + 1) rows of nxp, the zero wavenumber included
-  std::vector<float> weight;    // 1 or 2 per element, 0 for the zero wavenumber
+  double cellArea = 0;        // Δkx·Δky, (cycles per unit)²
+  std::vector<double> power;  // (nyp/2 + 1) rows of nxp, the zero wavenumber included
+  std::vector<float> weight;  // 1 or 2 per element, 0 for the zero wavenumber
 };
 PowerSpectrum powerSpectrum(const Grid& grid, Progress& progress = noProgress());
 AreaSeries spectrumAreaSeries(const PowerSpectrum& spectrum, int levels);
 
 struct BreakFit {
   std::string failure;
-  std::vector<double> breaks;        // thresholds, increasing
-  std::vector<LogLogFit> segments;   // k + 1 lines, lowest threshold first
-  std::vector<int> firstPoint;       // index of each run's first point
+  std::vector<double> breaks;       // thresholds, increasing
+  std::vector<LogLogFit> segments;  // k + 1 lines, lowest threshold first
+  std::vector<int> firstPoint;      // index of each run's first point
 };
 BreakFit fitBreaks(const AreaSeries& s, int breakCount);
 // The lines of the runs that given breaks make (a point at a break goes with the upper run).
@@ -105,9 +105,9 @@ struct FractalJob {
   std::string gridPath;  // the input grid
   FractalMethod method = FractalMethod::ConcentrationArea;
   int levels = 40;
-  int breakCount = 1;          // 1 or 2, when no breaks are given
-  std::string breaksText;      // given breaks; empty: fitted
-  std::string outputName;      // Grid_Dat\<name>_B.grd and <name>_A.grd
+  int breakCount = 1;      // 1 or 2, when no breaks are given
+  std::string breaksText;  // given breaks; empty: fitted
+  std::string outputName;  // Grid_Dat\<name>_B.grd and <name>_A.grd
 };
 
 struct FractalRunResult {

@@ -195,7 +195,8 @@ LdaModel fitStepwiseLda(const DiscriminantData& d, const std::vector<std::vector
     for (int k = 0; k < q; ++k)
       m.means[static_cast<std::size_t>(c)][static_cast<std::size_t>(k)] =
           means(c, S[static_cast<std::size_t>(k)]);
-  m.functions.assign(static_cast<std::size_t>(K), std::vector<double>(static_cast<std::size_t>(q + 1), 0));
+  m.functions.assign(static_cast<std::size_t>(K),
+                     std::vector<double>(static_cast<std::size_t>(q + 1), 0));
   const double dfW = static_cast<double>(N - K);
   Eigen::LDLT<MatrixXd> ldlt;
   if (q > 0) ldlt.compute(Ws / dfW);
@@ -209,7 +210,8 @@ LdaModel fitStepwiseLda(const DiscriminantData& d, const std::vector<std::vector
       continue;
     }
     VectorXd mc(q);
-    for (int k = 0; k < q; ++k) mc(k) = m.means[static_cast<std::size_t>(c)][static_cast<std::size_t>(k)];
+    for (int k = 0; k < q; ++k)
+      mc(k) = m.means[static_cast<std::size_t>(c)][static_cast<std::size_t>(k)];
     VectorXd a = ldlt.solve(mc);
     f[0] = -0.5 * mc.dot(a) + lp;
     for (int k = 0; k < q; ++k) f[static_cast<std::size_t>(k + 1)] = a(k);
@@ -227,7 +229,8 @@ int classifyAtNode(const LdaModel& m, const double* x, int own) {
   std::vector<double> score(static_cast<std::size_t>(K));
   if (own < 0 || q == 0) {
     for (int c = 0; c < K; ++c)
-      score[static_cast<std::size_t>(c)] = scoreOf(m.functions[static_cast<std::size_t>(c)], x, m.selected);
+      score[static_cast<std::size_t>(c)] =
+          scoreOf(m.functions[static_cast<std::size_t>(c)], x, m.selected);
     if (own >= 0 && q == 0 && m.counts[static_cast<std::size_t>(own)] <= 1)
       score[static_cast<std::size_t>(own)] = kNaN;
     return argmax(score);
@@ -259,8 +262,7 @@ int classifyAtNode(const LdaModel& m, const double* x, int own) {
     for (int k = 0; k < q; ++k) mc(k) = m.means[uc][static_cast<std::size_t>(k)];
     if (c == own) mc = (nc * mc - xs) / (nc - 1);
     double prior = m.priors[uc];
-    if (proportional)
-      prior = (static_cast<double>(m.counts[uc]) - (c == own ? 1 : 0)) / N1;
+    if (proportional) prior = (static_cast<double>(m.counts[uc]) - (c == own ? 1 : 0)) / N1;
     const VectorXd a = ldlt.solve(mc);
     score[uc] = a.dot(xs) - 0.5 * mc.dot(a) + std::log(prior);
   }
@@ -396,7 +398,8 @@ class TreeBuilder {
       if (it == slot.end()) continue;
       count[it->second] += 1;
       for (int j = 0; j < p; ++j)
-        means(static_cast<Eigen::Index>(it->second), j) += d_.x[i * static_cast<std::size_t>(p) + j];
+        means(static_cast<Eigen::Index>(it->second), j) +=
+            d_.x[i * static_cast<std::size_t>(p) + j];
     }
     for (std::size_t g = 0; g < groups.size(); ++g)
       if (count[g] > 0) means.row(static_cast<Eigen::Index>(g)) /= count[g];
@@ -407,14 +410,17 @@ class TreeBuilder {
       if (it == slot.end()) continue;
       VectorXd dv(p);
       for (int j = 0; j < p; ++j)
-        dv(j) = d_.x[i * static_cast<std::size_t>(p) + j] - means(static_cast<Eigen::Index>(it->second), j);
+        dv(j) = d_.x[i * static_cast<std::size_t>(p) + j] -
+                means(static_cast<Eigen::Index>(it->second), j);
       W.noalias() += dv * dv.transpose();
       n += 1;
     }
     W /= std::max(1.0, n - static_cast<double>(groups.size()));
     Eigen::CompleteOrthogonalDecomposition<MatrixXd> cod(W);
     auto dist = [&](std::size_t a, std::size_t b) {
-      VectorXd dv = (means.row(static_cast<Eigen::Index>(a)) - means.row(static_cast<Eigen::Index>(b))).transpose();
+      VectorXd dv =
+          (means.row(static_cast<Eigen::Index>(a)) - means.row(static_cast<Eigen::Index>(b)))
+              .transpose();
       return dv.dot(cod.solve(dv));
     };
     std::size_t sa = 0, sb = 1;
@@ -458,13 +464,13 @@ DiscriminantTree buildDiscriminantTree(const DiscriminantData& d, LevelScheme sc
     std::vector<std::string> names;
     for (const auto& it : items) leavesOf(it, names);
     std::map<std::string, int> index;
-    for (std::size_t g = 0; g < d.groupNames.size(); ++g) index[d.groupNames[g]] = static_cast<int>(g);
+    for (std::size_t g = 0; g < d.groupNames.size(); ++g)
+      index[d.groupNames[g]] = static_cast<int>(g);
     std::vector<std::string> sorted = names;
     std::sort(sorted.begin(), sorted.end());
     const bool once = std::adjacent_find(sorted.begin(), sorted.end()) == sorted.end();
-    const bool known = std::all_of(names.begin(), names.end(), [&](const std::string& n) {
-      return index.count(n) > 0;
-    });
+    const bool known = std::all_of(names.begin(), names.end(),
+                                   [&](const std::string& n) { return index.count(n) > 0; });
     if (!once || !known || names.size() != d.groupNames.size() || unwrap(items)->size() < 2) {
       failure = kMsgDiscrimBadTree;
       return {};
@@ -548,9 +554,12 @@ DiscriminantData readDiscriminantData(Database& db, const DiscriminantJob& job) 
     if (label.empty()) continue;
     bool ok = true;
     for (int j = 0; j < d.p && ok; ++j) {
-      if (c.isNull(j + 1)) ok = false;
-      else row[static_cast<std::size_t>(j)] = c.getDouble(j + 1);
-      ok = ok && row[static_cast<std::size_t>(j)] > -1e30 && std::isfinite(row[static_cast<std::size_t>(j)]);
+      if (c.isNull(j + 1))
+        ok = false;
+      else
+        row[static_cast<std::size_t>(j)] = c.getDouble(j + 1);
+      ok = ok && row[static_cast<std::size_t>(j)] > -1e30 &&
+           std::isfinite(row[static_cast<std::size_t>(j)]);
     }
     if (!ok) continue;
     auto [it, added] = index.emplace(label, static_cast<int>(d.groupNames.size()));
@@ -563,15 +572,16 @@ DiscriminantData readDiscriminantData(Database& db, const DiscriminantJob& job) 
 
 namespace {
 
-std::vector<std::string> discriminantReport(const DiscriminantJob& job, const DiscriminantResult& r) {
+std::vector<std::string> discriminantReport(const DiscriminantJob& job,
+                                            const DiscriminantResult& r) {
   std::vector<std::string> out;
   const auto& d = r.data;
   out.push_back("   多级逐步判别分析");
   out.push_back("   学习数据表: " + job.modelTable + "    分类数据项: " + job.groupField);
   out.push_back("   样品数=" + std::to_string(d.n()) + "   类别数=" +
                 std::to_string(d.groupNames.size()) + "   变量数=" + std::to_string(d.p));
-  out.push_back("   F选入=" + doubleText(job.options.fEnter) + "   F剔除=" +
-                doubleText(job.options.fRemove) +
+  out.push_back("   F选入=" + doubleText(job.options.fEnter) +
+                "   F剔除=" + doubleText(job.options.fRemove) +
                 (job.options.proportionalPriors ? "   先验概率: 按样品数" : "   先验概率: 相等"));
   auto setName = [&](const std::vector<int>& gs) {
     std::string s;
@@ -657,7 +667,8 @@ Outcome runDiscriminant(Database& db, const DiscriminantJob& job, DiscriminantRe
       for (const auto& v : job.variables)
         if (std::none_of(pf.begin(), pf.end(), [&](const FieldDef& f) { return f.name == v; }))
           return Outcome::failure(std::string(kMsgDiscrimFailed) + "预测数据表中无数据项 " + v);
-      if (std::none_of(pf.begin(), pf.end(), [&](const FieldDef& f) { return f.name == r.resultField; }))
+      if (std::none_of(pf.begin(), pf.end(),
+                       [&](const FieldDef& f) { return f.name == r.resultField; }))
         db.execute("Alter Table " + bracket(job.predictionTable) + " Add Column " +
                    bracket(r.resultField) + (numeric ? " Single Default -1E+38" : " Text(50)"));
       Recordset rs = Recordset::openTable(db, job.predictionTable);
@@ -671,7 +682,8 @@ Outcome runDiscriminant(Database& db, const DiscriminantJob& job, DiscriminantRe
         for (int j = 0; j < d.p && ok; ++j) {
           const Value& v = rs.value(vcol[static_cast<std::size_t>(j)]);
           x[static_cast<std::size_t>(j)] = isNull(v) ? NULL_VALUE_D : valueToDouble(v);
-          ok = x[static_cast<std::size_t>(j)] > -1e30 && std::isfinite(x[static_cast<std::size_t>(j)]);
+          ok = x[static_cast<std::size_t>(j)] > -1e30 &&
+               std::isfinite(x[static_cast<std::size_t>(j)]);
         }
         const int g = ok ? classifySample(r.tree, x.data()) : -1;
         rs.edit();
@@ -689,8 +701,8 @@ Outcome runDiscriminant(Database& db, const DiscriminantJob& job, DiscriminantRe
         rs.update();
       }
       db.commit();
-      r.report.push_back("   预测数据表: " + job.predictionTable + "   结果数据项: " + r.resultField +
-                         "   判别样品数=" + std::to_string(r.predicted));
+      r.report.push_back("   预测数据表: " + job.predictionTable + "   结果数据项: " +
+                         r.resultField + "   判别样品数=" + std::to_string(r.predicted));
     }
   } catch (const StoreError& e) {
     return Outcome::failure(std::string(kMsgDiscrimFailed) + e.what());

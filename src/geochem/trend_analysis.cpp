@@ -100,8 +100,8 @@ TrendFits fitTrendSurfaces(const std::vector<double>& x, const std::vector<doubl
     std::vector<double> cols(static_cast<std::size_t>(m) * n);
     for (int k = 0; k < m; ++k)
       for (std::size_t i = 0; i < n; ++i)
-        cols[static_cast<std::size_t>(k) * n + i] = termValue(terms[static_cast<std::size_t>(k)],
-                                                              u[i], v[i]);
+        cols[static_cast<std::size_t>(k) * n + i] =
+            termValue(terms[static_cast<std::size_t>(k)], u[i], v[i]);
     DesignColumns<double> design{cols, std::span<const double>(z.data(), n), m,
                                  static_cast<std::int64_t>(n)};
     LeastSquaresFit fit = fitLeastSquares(design);
@@ -178,8 +178,8 @@ std::vector<std::string> trendReport(const TrendJob& job, const TrendFits& fits,
     r.push_back("");
     r.push_back("   " + std::to_string(degree) + " 次趋势面回归系数:");
     const auto terms = trendTerms(degree);
-    r.push_back("            b0=" + doubleText(f.coefficients[0]) + "   标准差=" +
-                doubleText(f.stdErr[0]));
+    r.push_back("            b0=" + doubleText(f.coefficients[0]) +
+                "   标准差=" + doubleText(f.stdErr[0]));
     for (std::size_t k = 0; k < terms.size(); ++k)
       r.push_back("    " + termName(terms[k]) + ": b=" + doubleText(f.coefficients[k + 1]) +
                   "   标准差=" + doubleText(f.stdErr[k + 1]));
@@ -224,8 +224,8 @@ Outcome runTrendAnalysis(Database& db, const std::string& workPath, const TrendJ
     res.report = trendReport(job, res.fits, res.degree);
     if (!progress.pump()) return Outcome::failure({});
 
-    Registration how{kTrendOrigin, kTrendNote, OverwriteRule::Refuse, kMsgTrendNameExists, "",
-                     false};
+    Registration how{kTrendOrigin,        kTrendNote, OverwriteRule::Refuse,
+                     kMsgTrendNameExists, "",         false};
     if (registerTable(db, newTable, how, ui) == RegisterResult::Refused)
       return Outcome::failure({});
     const std::string tf = job.valueField + kTrendSuffix, rf = job.valueField + kResidualSuffix;

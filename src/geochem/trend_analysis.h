@@ -48,7 +48,8 @@ inline constexpr const char* kMsgTrendNoFields = "请选择横坐标、纵坐标
 inline constexpr const char* kMsgTrendNoNewTable = "请输入结果数据表名。";
 inline constexpr const char* kMsgTrendDegree = "趋势面次数必须是1到6的整数。";
 inline constexpr const char* kMsgTrendTooFew = "样品数太少,不能进行分析!!!";
-inline constexpr const char* kMsgTrendDependent = "次趋势面的项线性相关, 样品分布不能确定该趋势面。";
+inline constexpr const char* kMsgTrendDependent =
+    "次趋势面的项线性相关, 样品分布不能确定该趋势面。";
 inline constexpr const char* kMsgTrendFailed = "趋势分析计算错: ";
 inline constexpr const char* kTrendSuffix = "_T";     // the trend field: value field + "_T"
 inline constexpr const char* kResidualSuffix = "_R";  // the residual field
@@ -75,8 +76,8 @@ struct TrendDegreeFit {
   std::vector<double> coefficients;  // b0 then the terms in order
   std::vector<double> stdErr;        // same order
   double sse = 0, regressionSS = 0, totalSS = 0, rSquared = 0;
-  double f = 0, fP = 0;              // overall F and its probability
-  double fGain = 0, fGainP = 0;      // the degree's own terms
+  double f = 0, fP = 0;          // overall F and its probability
+  double fGain = 0, fGainP = 0;  // the degree's own terms
   int gainDf1 = 0, dfResidual = 0;
   double value(const TrendFrame& frame, double x, double y) const;
 };

@@ -226,8 +226,8 @@ FittedVariogram fitSpherical(const ExperimentalVariogram& ev, double sampleVaria
 
 namespace {
 
-using krig::FittedVariogram;
 using detail::BucketIndex;
+using krig::FittedVariogram;
 
 // Covariance C(h) = c0 + c − γ(h); the zero variogram is the limit of a unit pure nugget.
 struct CovModel {

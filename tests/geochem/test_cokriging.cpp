@@ -130,8 +130,8 @@ TEST(CoKriging, WithoutCrossCorrelationEqualsOrdinaryKriging) {
   std::vector<krig::FittedVariogram> fitted;
   ASSERT_EQ(GEO_ScatToGridWithKrig(pts, 2, static_cast<int>(pts.size() / 3), 3,
                                    std::span<const float, 4>(extent), g.dx, g.dy, g.columns - 1,
-                                   g.rows - 1, o.primaryNeighbours, 1, 0, std::vector<float>{0},
-                                   ok, &fitted),
+                                   g.rows - 1, o.primaryNeighbours, 1, 0, std::vector<float>{0}, ok,
+                                   &fitted),
             0);
   ASSERT_EQ(fitted.size(), 1u);
   EXPECT_NEAR(m.range, fitted[0].range, 1e-12 * fitted[0].range);

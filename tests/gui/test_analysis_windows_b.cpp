@@ -31,8 +31,9 @@ class AnalysisWindowTest : public SessionFixture {
   void SetUp() override {
     SessionFixture::SetUp();
     Database d = openWorkDatabase(gWorkPath);
-    d.execute("Create Table [样品] ([样号] TEXT(10), [横坐标] SINGLE, [纵坐标] SINGLE, [Cu] SINGLE, "
-              "[Mo] SINGLE, [岩性] LONG)");
+    d.execute(
+        "Create Table [样品] ([样号] TEXT(10), [横坐标] SINGLE, [纵坐标] SINGLE, [Cu] SINGLE, "
+        "[Mo] SINGLE, [岩性] LONG)");
     TableWriter w(d, "样品", {"样号", "横坐标", "纵坐标", "Cu", "Mo", "岩性"});
     for (int i = 0; i < 120; ++i) {
       const double x = 1000 + (i * 61) % 211, y = 5000 + (i * 89) % 197;

@@ -57,7 +57,8 @@ frmDataTrens::frmDataTrens(QWidget* parent) : QDialog(parent) {
   btnSave = named(new QPushButton(u8("保存结果(&S)"), this), "btnSave");
   btnViewData = named(new QPushButton(u8("数据浏览(&V)"), this), "btnViewData");
   btnReturn = named(new QPushButton(u8("返回(&R)"), this), "btnReturn");
-  for (QPushButton* b : {btnApply, btnImg, btnSave, btnViewData, btnReturn}) b->setAutoDefault(false);
+  for (QPushButton* b : {btnApply, btnImg, btnSave, btnViewData, btnReturn})
+    b->setAutoDefault(false);
 
   auto* form = new QGridLayout;
   int row = 0;
@@ -171,8 +172,8 @@ void frmDataTrens::btnApply_Click() {
   grids_ = result.gridPaths;
   rtbText->clear();
   for (const auto& l : result.report) rtbText->append(qs(l));
-  rtbText->append(qs("   结果数据表: " + job.newTable + "   记录数=" +
-                     std::to_string(result.rowsWritten)));
+  rtbText->append(
+      qs("   结果数据表: " + job.newTable + "   记录数=" + std::to_string(result.rowsWritten)));
 }
 
 static ToolWindowRegistrar reg{"frmDataTrens", loadingWindow<frmDataTrens>()};

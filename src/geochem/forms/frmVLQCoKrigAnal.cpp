@@ -42,8 +42,8 @@ struct BusyCursor {
   ~BusyCursor() { QApplication::restoreOverrideCursor(); }
 };
 
-const char* kGParLabels[10] = {"XLeft", "XRight", "XJust", "DX",    "Columns",
-                               "YBottom", "YTop",  "YJust", "DY",   "Rows"};
+const char* kGParLabels[10] = {"XLeft",   "XRight", "XJust", "DX", "Columns",
+                               "YBottom", "YTop",   "YJust", "DY", "Rows"};
 
 bool readNumber(const QLineEdit* e, double& v) {
   return filetext::parseDouble(filetext::trim(ss(e->text())), v) && std::isfinite(v);
@@ -179,8 +179,8 @@ frmVLQCoKrigAnal::frmVLQCoKrigAnal(QWidget* parent) : QDialog(parent) {
       auto n = gridCount(static_cast<float>(lo), static_cast<float>(hi), static_cast<float>(d));
       if (!n) return;
       txtGPar[base + 4]->setText(QString::number(*n));
-      txtGPar[base + 2]->setText(qs(singleText(adjustedBound(static_cast<float>(lo),
-                                                             static_cast<float>(d), *n))));
+      txtGPar[base + 2]->setText(qs(
+          geochem::singleText(adjustedBound(static_cast<float>(lo), static_cast<float>(d), *n))));
     });
   }
   connect(btnApply, &QPushButton::clicked, this, &frmVLQCoKrigAnal::btnApply_Click);
@@ -254,9 +254,9 @@ void frmVLQCoKrigAnal::axisChosen(bool xAxis) {
   const int n = gridCount(r.extent.min, r.extent.max, d).value_or(2);
   txtGPar[base]->setText(qs(r.extent.minText));
   txtGPar[base + 1]->setText(qs(r.extent.maxText));
-  txtGPar[base + 3]->setText(qs(singleText(d)));
+  txtGPar[base + 3]->setText(qs(geochem::singleText(d)));
   txtGPar[base + 4]->setText(QString::number(n));
-  txtGPar[base + 2]->setText(qs(singleText(adjustedBound(r.extent.min, d, n))));
+  txtGPar[base + 2]->setText(qs(geochem::singleText(adjustedBound(r.extent.min, d, n))));
 }
 
 void frmVLQCoKrigAnal::btnApply_Click() {
@@ -352,7 +352,7 @@ void frmVLQCoKrigAnal::btnCalc_Click() {
     return;
   }
   std::string breaks;
-  for (double b : r.fit.breaks) breaks += (breaks.empty() ? "" : ",") + doubleText(b);
+  for (double b : r.fit.breaks) breaks += (breaks.empty() ? "" : ",") + geochem::doubleText(b);
   txtBreaks->setText(qs(breaks));
   rtbText->clear();
   for (const auto& l : r.report) rtbText->append(qs(l));
