@@ -193,14 +193,42 @@ TriField triField(std::span<const double> x, std::span<const double> y, std::spa
     f.v.push_back(v[i]);
   }
   f.triangles = delaunay(f.x, f.y);
+  if (f.triangles.empty()) return f;
+  auto len2 = [&](int a, int b) {
+    const double dx = f.x[a] - f.x[b], dy = f.y[a] - f.y[b];
+    return dx * dx + dy * dy;
+  };
+  auto longest2 = [&](const std::array<int, 3>& t) {
+    return std::max({len2(t[0], t[1]), len2(t[1], t[2]), len2(t[2], t[0])});
+  };
   if (maxEdge > 0) {
     const double m2 = maxEdge * maxEdge;
-    auto len2 = [&](int a, int b) {
-      const double dx = f.x[a] - f.x[b], dy = f.y[a] - f.y[b];
-      return dx * dx + dy * dy;
-    };
+    std::erase_if(f.triangles, [&](const std::array<int, 3>& t) { return longest2(t) > m2; });
+  }
+  // Peel the slivers the hull stretches across the bays of a curved outline (a section under
+  // a hill): a triangle on the outline whose longest edge is long against the typical edge and
+  // which is thin, or which is a needle whatever its length.
+  std::vector<double> edges;
+  for (const auto& t : f.triangles)
+    for (int e = 0; e < 3; ++e) edges.push_back(len2(t[e], t[(e + 1) % 3]));
+  std::nth_element(edges.begin(), edges.begin() + static_cast<std::ptrdiff_t>(edges.size() / 2),
+                   edges.end());
+  const double typical2 = edges[edges.size() / 2];
+  for (bool peeled = true; peeled;) {
+    peeled = false;
+    std::unordered_map<std::uint64_t, int> uses;
+    for (const auto& t : f.triangles)
+      for (int e = 0; e < 3; ++e) ++uses[edgeKey(t[e], t[(e + 1) % 3])];
     std::erase_if(f.triangles, [&](const std::array<int, 3>& t) {
-      return len2(t[0], t[1]) > m2 || len2(t[1], t[2]) > m2 || len2(t[2], t[0]) > m2;
+      bool outer = false;
+      for (int e = 0; e < 3; ++e) outer = outer || uses[edgeKey(t[e], t[(e + 1) % 3])] == 1;
+      if (!outer) return false;
+      const double l2 = longest2(t);
+      const double a = std::abs(cross(f.x, f.y, t[0], t[1], t[2])) / 2;
+      const double thin = a / l2;
+      const bool drop = thin < 0.01 || (l2 > 6.25 * typical2 && thin < 0.1);
+      peeled = peeled || drop;
+      return drop;
     });
   }
   return f;

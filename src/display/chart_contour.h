@@ -19,8 +19,10 @@
 //   most `maxLabelsPerLevel` per level.
 //
 // Limits
-//   The triangulation spans the convex hull of the points, so a concave outline gets triangles
-//   across its bays (`maxEdge` drops those). Points closer than 1e-9 of the extent count as one.
+//   The triangulation spans the convex hull of the points, so a concave outline gets thin
+//   triangles across its bays; triField peels those from the outline (a triangle on it that is
+//   a needle, or thin and longer than 2.5 typical edges) and `maxEdge` drops long ones anywhere.
+//   Points closer than 1e-9 of the extent count as one.
 //   The Bowyer–Watson insertion is O(n²) in the worst case: meant for sections of up to some
 //   ten thousand points (kMaxContourPoints).
 //
@@ -47,8 +49,8 @@ struct TriField {
 // points not on one line, or more than kMaxContourPoints.
 std::vector<std::array<int, 3>> delaunay(std::span<const double> x, std::span<const double> y);
 // The field of scattered values: points with a null value (workarea/null_value.h), a non-finite
-// one or, when `log`, one ≤ 0 are left out; triangles with an edge longer than `maxEdge`
-// (0: no limit) are dropped.
+// one or, when `log`, one ≤ 0 are left out; slivers are peeled from the outline and triangles
+// with an edge longer than `maxEdge` (0: no limit) are dropped.
 TriField triField(std::span<const double> x, std::span<const double> y, std::span<const double> v,
                   bool log = false, double maxEdge = 0);
 

@@ -36,7 +36,7 @@ double estimateDc2dDataError(const Dc2dSurvey& s) {
 
 Dc2dAutoSettings dc2dAutoDefaults(const Dc2dFile& f) {
   Dc2dAutoSettings st;
-  st.errorPercent = std::clamp(estimateDc2dDataError(f.survey), 2.0, 10.0);
+  st.errorPercent = std::clamp(estimateDc2dDataError(f.survey), 2.0, 5.0);
   double lo = 1e300, hi = 0;
   for (const Dc2dDatum& d : f.survey.data)
     if (d.rho > 0) lo = std::min(lo, d.rho), hi = std::max(hi, d.rho);
@@ -99,10 +99,13 @@ Outcome runDc2dAuto(const Dc2dFile& file, const Dc2dAutoSettings& st, Dc2dAutoRu
   // points stand half an inner column outside the inner edges; the bottom layer is left out.
   const auto& xe = c.xEdges;
   const double inner = c.columns > 2 ? xe[2] - xe[1] : 1;
-  for (int l = 0; l + 1 < c.layers; ++l) {
-    const double depth = (c.depthEdges[static_cast<std::size_t>(l)] +
-                          c.depthEdges[static_cast<std::size_t>(l) + 1]) /
-                         2;
+  // The first layer's values stand at the surface as well, so that the section reaches it.
+  for (int l = -1; l + 1 < c.layers; ++l) {
+    const int layer = std::max(l, 0);
+    const double depth = l < 0 ? 0
+                               : (c.depthEdges[static_cast<std::size_t>(l)] +
+                                  c.depthEdges[static_cast<std::size_t>(l) + 1]) /
+                                     2;
     for (int col = 0; col < c.columns; ++col) {
       const auto i = static_cast<std::size_t>(col);
       double x = (xe[i] + xe[i + 1]) / 2;
@@ -110,7 +113,7 @@ Outcome runDc2dAuto(const Dc2dFile& file, const Dc2dAutoSettings& st, Dc2dAutoRu
       if (col == c.columns - 1) x = xe[i] + inner / 2;
       m.x.push_back(x);
       m.z.push_back(sv.surfaceAt(x) - depth);
-      const auto k = static_cast<std::size_t>(c.index(col, l));
+      const auto k = static_cast<std::size_t>(c.index(col, layer));
       m.values[0].push_back(out.inversion.cellRho[k]);
       if (ip) m.values[1].push_back(out.inversion.cellEta[k]);
     }

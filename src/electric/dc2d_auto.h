@@ -11,7 +11,10 @@
 //     has the variance 1.5 σ² for independent errors of standard deviation σ, so
 //         σ ≈ 1.4826 · median|r| / √1.5
 //     (the robust estimate of Rousseeuw & Croux 1993, JASA 88, 1273–1283); e = 100 σ %, kept
-//     within [2, 10] % (a smooth earth's own curvature adds a little, never removes).
+//     within [2, 5] %. The earth's own curvature along a level adds to the scatter and never
+//     removes from it: over sharp bodies (the "pant legs" of dipole-dipole sections) the
+//     estimate can reach twice the noise, and the cap keeps the inversion from stopping at a
+//     too smooth model.
 //   iterations: 6, or 8 when ρa spans more than a decade.
 //   mesh columns to an electrode spacing: 4 up to 40 electrodes, 3 up to 100, else 2 (the
 //     forward's accuracy against its cost: see dc2d_forward.h).

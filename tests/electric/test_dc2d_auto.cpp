@@ -87,7 +87,7 @@ TEST(Dc2dField, MeasuredTerrainAndTopoFilesReadAsThe2dToolsData) {
 }
 
 TEST(Dc2dAuto, DataErrorIsTheNeighbourScatterAlongEachLevel) {
-  // 5 % log-normal noise on a trend that is linear in x along every level: the estimate finds
+  // 4 % log-normal noise on a trend that is linear in x along every level: the estimate finds
   // the noise (the trend adds nothing to second differences).
   std::mt19937 rng(3);
   std::normal_distribution<double> g(0, 1);
@@ -95,10 +95,10 @@ TEST(Dc2dAuto, DataErrorIsTheNeighbourScatterAlongEachLevel) {
       dipoleSection(60, 6, [](int i, int n) { return 100 * std::exp(0.01 * i + 0.1 * n); });
   EXPECT_LT(estimateDc2dDataError(clean.survey), 1e-9);
   const Dc2dFile noisy = dipoleSection(
-      60, 6, [&](int i, int n) { return 100 * std::exp(0.01 * i + 0.1 * n + 0.05 * g(rng)); });
-  EXPECT_NEAR(estimateDc2dDataError(noisy.survey), 5.0, 0.8);
+      60, 6, [&](int i, int n) { return 100 * std::exp(0.01 * i + 0.1 * n + 0.04 * g(rng)); });
+  EXPECT_NEAR(estimateDc2dDataError(noisy.survey), 4.0, 0.6);
   const Dc2dAutoSettings st = dc2dAutoDefaults(noisy);
-  EXPECT_NEAR(st.errorPercent, 5.0, 0.8);
+  EXPECT_NEAR(st.errorPercent, 4.0, 0.6);
   EXPECT_EQ(st.cellsPerSpacing, 3);  // 60 electrodes
   EXPECT_EQ(st.iterations, 6);
   // Noise-free data take the floor of 2 %; a wide range of ρa more iterations.
@@ -125,7 +125,7 @@ TEST(Dc2dAuto, HomogeneousHalfSpaceInvertsToAUniformModel) {
   EXPECT_LT(hi, 50 * 1.05);
   ASSERT_EQ(run.model.columns(), 1);
   EXPECT_GT(run.model.points(), 20u);
-  for (double z : run.model.z) EXPECT_LT(z, 0);
+  for (double z : run.model.z) EXPECT_LE(z, 0);  // the first layer repeated at the surface
   ASSERT_EQ(run.pseudo.columns(), 2);
   EXPECT_EQ(run.pseudo.points(), f.survey.data.size());
   EXPECT_NE(run.resultText.find("反演结果"), std::string::npos);
