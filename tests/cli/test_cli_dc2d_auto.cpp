@@ -19,7 +19,7 @@ TEST(CliDc2dAuto, BatchInversionTopoCorrectionAndSections) {
   writeFile(tmp.file("bad.hd4"), utf8ToGbk("对称四极实测数据\nx\n5, 0\n1\n0, 1, 2\n"));
   CliResult r =
       runCli("dc2d auto " + prof + "demo_dc2d.hdo " + tmp.file("bad.hd4") + " --terrain " + prof +
-             "demo_dc2d.ter --iterations 2 --cells 2 --outdir " + tmp.str());
+             "demo_dc2d.ter --iterations 2 --error 1 --cells 2 --outdir " + tmp.str());
   EXPECT_NE(r.status, 0);
   EXPECT_NE(r.out.find("反演计算完成: 迭代 2 次"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("bad.hd4: 第5行"), std::string::npos) << r.out;
@@ -30,8 +30,8 @@ TEST(CliDc2dAuto, BatchInversionTopoCorrectionAndSections) {
   EXPECT_EQ(readFile(tmp.file("demo_dc2d_ps.png")).substr(1, 3), "PNG");
 
   // The model section drawn: the chargeability column on a linear scale as SVG.
-  r = runCli("section " + tmp.file("demo_dc2d_mod.sec") + " --column 极化率(%) --scale linear -o " +
-             tmp.file("eta.svg"));
+  r = runCli("section " + tmp.file("demo_dc2d_mod.sec") +
+             " --column '极化率(%)' --scale linear -o " + tmp.file("eta.svg"));
   ASSERT_EQ(r.status, 0) << r.out;
   const std::string svg = readFile(tmp.file("eta.svg"));
   EXPECT_NE(svg.find("<svg"), std::string::npos);

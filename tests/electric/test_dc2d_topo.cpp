@@ -46,8 +46,8 @@ TEST(Dc2dTopo, FlatTerrainGivesFactorOneAndTheCorrectedDataUnchanged) {
   for (std::size_t i = 0; i < tc.factor.size(); ++i) {
     EXPECT_NEAR(tc.factor[i], 1.0, 1e-12);
     EXPECT_NEAR(tc.corrected[i], 80, 1e-9);
-    // The unit half-space itself within the forward's accuracy.
-    EXPECT_NEAR(tc.flat[i], 1.0, 0.01);
+    // The unit half-space itself within the forward's accuracy for pole-pole arrays.
+    EXPECT_NEAR(tc.flat[i], 1.0, 0.02);
   }
   const Dc2dFile c = correctedDc2dFile(f, tc);
   EXPECT_TRUE(c.survey.flat());

@@ -3,6 +3,8 @@
 // files and charts, the correction's saves, and the section window's options, picture and print.
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDoubleSpinBox>
+#include <QLineEdit>
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPrinter>
@@ -82,8 +84,10 @@ TEST_F(Dc2dAutoWindows, AutoInversionRunsTheBatchWithDefaultsFromTheData) {
   EXPECT_NE(boxes.texts[1].find("首行应为：二极实测数据"), std::string::npos);
   ASSERT_EQ(w.lstFiles->count(), 1);
   EXPECT_FALSE(w.txtTerrain->text().isEmpty());
-  // The defaults of the demo data (3 % noise, 30 electrodes), fixed while automatic.
-  EXPECT_NEAR(w.txtError->value(), 3.0, 1.2);
+  // The defaults of the demo data (30 electrodes; the error within its bounds), fixed while
+  // automatic.
+  EXPECT_GE(w.txtError->value(), 2.0);
+  EXPECT_LE(w.txtError->value(), 5.0);
   EXPECT_EQ(w.txtCells->value(), 4);
   EXPECT_FALSE(w.txtIterations->isEnabled());
   // Own parameters for a quick run.
