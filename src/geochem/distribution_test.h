@@ -44,7 +44,7 @@
 
 namespace sarnoth::geochem {
 
-inline constexpr const char* kHistTestCaption = "数据分布检验";
+inline constexpr const char* kHistTestCaption = "分布检验";
 inline constexpr const char* kHistReportTitle = "     ----- 数据分布检验结果 ------";
 inline constexpr const char* kMsgHistChooseItem = "请选择数据项!";
 inline constexpr const char* kMsgHistTooFew = "样品数太少,不能进行分析!!!";

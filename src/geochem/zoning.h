@@ -39,12 +39,13 @@
 
 namespace sarnoth::geochem {
 
-inline constexpr const char* kZoningCaption = "元素分带序列";
+inline constexpr const char* kZoningCaption = "分带序列";
 inline constexpr const char* kZoningReportTitle = "     ----- 元素分带序列计算结果 ------";
 inline constexpr const char* kMsgZoningChooseLevel = "请选择中段(标高)数据项。";
 inline constexpr const char* kMsgZoningTwoItems = "请选择两个以上元素项!";
 inline constexpr const char* kMsgZoningTwoLevels = "分带序列计算至少需要两个中段。";
-inline constexpr const char* kMsgZoningNoProductivity = "元素在各中段的线金属量均为 0, 不能参加分带计算: ";
+inline constexpr const char* kMsgZoningNoProductivity =
+    "元素在各中段的线金属量均为 0, 不能参加分带计算: ";
 inline constexpr const char* kMsgZoningBadBackground = "背景值必须是不小于 0 的数值: ";
 inline constexpr const char* kMsgZoningLevelIsItem = "中段数据项不能同时作为元素项。";
 
@@ -59,18 +60,18 @@ const std::array<const char*, 2>& levelOrderCaptions();
 struct ZoningJob {
   std::string table;
   std::string levelField;
-  std::string lengthField;               // empty: every sample counts 1
-  std::vector<std::string> elements;     // in list order
-  std::vector<double> backgrounds;       // one per element, or empty for 0 each
+  std::string lengthField;            // empty: every sample counts 1
+  std::vector<std::string> elements;  // in list order
+  std::vector<double> backgrounds;    // one per element, or empty for 0 each
   ZoningMethod method = ZoningMethod::ZoningIndex;
   LevelOrder order = LevelOrder::Elevation;
 };
 
 struct ZoningResult {
   Outcome outcome;
-  std::vector<double> levels;               // top to bottom
-  std::vector<std::int64_t> samples;        // per level
-  std::int64_t skipped = 0;                 // samples without a level or length
+  std::vector<double> levels;         // top to bottom
+  std::vector<std::int64_t> samples;  // per level
+  std::int64_t skipped = 0;           // samples without a level or length
   std::vector<std::string> elements;
   std::vector<std::vector<double>> productivity;  // M [element][level]
   std::vector<int> exponent;                      // k per element
