@@ -223,7 +223,8 @@ std::string distributionReport(const DistributionJob& job, const DistributionRes
   line("  数据表: " + job.table + "    数据项: " + job.field +
        "    数据: " + (job.logScale ? "对数数据(log10)" : "原始数据"));
   std::string counts = "  记录数: " + std::to_string(r.records) +
-                       "    有效数据: " + std::to_string(n) + "    空值: " + std::to_string(r.nulls);
+                       "    有效数据: " + std::to_string(n) +
+                       "    空值: " + std::to_string(r.nulls);
   if (job.logScale) counts += "    非正值: " + std::to_string(r.nonPositive);
   line(counts);
   line();
@@ -249,27 +250,32 @@ std::string distributionReport(const DistributionJob& job, const DistributionRes
     const std::int64_t c = r.histogram.counts[i];
     cum += c;
     const double lo = i == 0 ? 0.0 : normalCdf((b[i] - r.mean) / r.sd);
-    const double hi = i + 1 == r.histogram.counts.size() ? 1.0 : normalCdf((b[i + 1] - r.mean) / r.sd);
+    const double hi =
+        i + 1 == r.histogram.counts.size() ? 1.0 : normalCdf((b[i + 1] - r.mean) / r.sd);
     line(col(std::to_string(i + 1), 6) + col(fx(b[i]), 12) + col(fx(b[i + 1]), 12) +
          col(std::to_string(c), 10) + col(fx(100.0 * static_cast<double>(c) / dn, 2), 10) +
          col(fx(100.0 * static_cast<double>(cum) / dn, 2), 13) + col(fx(dn * (hi - lo), 2), 12));
   }
   line();
-  line("  " + std::string(job.logScale ? "对数正态性检验" : "正态性检验") +
-       "              统计量          P值    检验结论(α=" + doubleText(job.alpha) + ")");
-  line("  Kolmogorov-Smirnov" + std::string(r.ks.exact ? "(精确)" : "(渐近)") +
+  // One label column wide enough for the longest test name, so the numbers stand in columns.
+  constexpr std::size_t kLabel = 26;
+  auto label = [&](const std::string& name) { return padRight("  " + name, kLabel); };
+  line(label(job.logScale ? "对数正态性检验" : "正态性检验") + col("统计量", 14) + col("P值", 13) +
+       "    检验结论(α=" + doubleText(job.alpha) + ")");
+  line(label(std::string("Kolmogorov-Smirnov") + (r.ks.exact ? "(精确)" : "(渐近)")) +
        col("D=" + fx(r.ks.d), 14) + col(pValueText(r.ks.p), 13) + "    " +
        conclusion(r.ks.p, job.alpha, job.logScale));
   if (r.sw)
-    line("  Shapiro-Wilk        " + col("W=" + fx(r.sw->w), 14) + col(pValueText(r.sw->p), 13) +
+    line(label("Shapiro-Wilk") + col("W=" + fx(r.sw->w), 14) + col(pValueText(r.sw->p), 13) +
          "    " + conclusion(r.sw->p, job.alpha, job.logScale));
   else
-    line("  Shapiro-Wilk        只适用于 3 至 5000 个样品, 未检验");
+    line(label("Shapiro-Wilk") + "只适用于 3 至 5000 个样品, 未检验");
   if (r.chi.valid)
-    line("  卡方检验(自由度 " + std::to_string(r.chi.df) + ")  " + col("χ²=" + fx(r.chi.statistic), 14) +
-         col(pValueText(r.chi.p), 13) + "    " + conclusion(r.chi.p, job.alpha, job.logScale));
+    line(label("卡方检验(自由度 " + std::to_string(r.chi.df) + ")") +
+         col("χ²=" + fx(r.chi.statistic), 14) + col(pValueText(r.chi.p), 13) + "    " +
+         conclusion(r.chi.p, job.alpha, job.logScale));
   else
-    line("  卡方检验            合并后分组数不足(理论频数不小于5的组少于4组), 未检验");
+    line(label("卡方检验") + "合并后分组数不足(理论频数不小于5的组少于4组), 未检验");
   line();
   line("  注: K-S 检验的均值与标准差由样本估计, 其 P 值偏大; 卡方检验按理论频数不小于 5 合并分组,");
   line("      自由度 = 合并后组数 - 3。");
@@ -295,11 +301,11 @@ chart::Chart histogramChart(const DistributionJob& job, const DistributionResult
   }
   c.series.push_back(std::move(bars));
   const double n = static_cast<double>(r.sorted.size());
-  const double lo = h.lo - h.width, hi = h.lo + (static_cast<double>(h.counts.size()) + 1) * h.width;
+  const double lo = h.lo - h.width,
+               hi = h.lo + (static_cast<double>(h.counts.size()) + 1) * h.width;
   constexpr int kSteps = 200;
-  chart::Series normal =
-      chart::Series::of(chart::SeriesKind::Line, {}, {}, chart::kRed,
-                        job.logScale ? "对数正态分布拟合" : "正态分布拟合");
+  chart::Series normal = chart::Series::of(chart::SeriesKind::Line, {}, {}, chart::kRed,
+                                           job.logScale ? "对数正态分布拟合" : "正态分布拟合");
   normal.width = 1.5;
   for (int i = 0; i <= kSteps; ++i) {
     const double x = lo + (hi - lo) * i / kSteps;

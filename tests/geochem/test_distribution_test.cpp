@@ -127,7 +127,7 @@ TEST_F(DistributionTableTest, ReadsTheFieldAndReportsAndDraws) {
   EXPECT_NE(t.find("0.0007    拒绝正态分布"), std::string::npos) << t;
   EXPECT_NE(t.find("D=0.1894"), std::string::npos) << t;
   EXPECT_NE(t.find("0.4182    接受正态分布"), std::string::npos) << t;
-  EXPECT_NE(t.find("卡方检验            合并后分组数不足"), std::string::npos) << t;
+  EXPECT_NE(t.find("卡方检验                    合并后分组数不足"), std::string::npos) << t;
 
   const chart::Chart h = histogramChart(job, r);
   ASSERT_EQ(h.series.size(), 3u);  // bars, normal, log-normal
