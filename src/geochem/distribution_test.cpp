@@ -330,6 +330,14 @@ chart::Chart histogramChart(const DistributionJob& job, const DistributionResult
   c.x.autoRange = false;
   c.x.lo = lo;
   c.x.hi = hi;
+  // Room above the tallest bar or curve, so neither runs into the frame or the legend.
+  double top = 1;
+  for (const chart::Series& s : c.series)
+    for (double y : s.y)
+      if (std::isfinite(y)) top = std::max(top, y);
+  c.y.autoRange = false;
+  c.y.lo = 0;
+  c.y.hi = top * 1.15;
   return c;
 }
 

@@ -59,7 +59,8 @@ TEST(DistributionTest, StatisticsClassesAndTestsOfASampleAgreeWithR) {
   EXPECT_EQ(proposedClassCount(kX20, ClassRule::Scott), 4);
   EXPECT_EQ(proposedClassCount(kX20, ClassRule::FreedmanDiaconis), 8);
   std::vector<double> x500;
-  for (int i = 1; i <= 500; ++i) x500.push_back(std::exp(0.5 * std::sin(i * 0.9) + 0.3 * std::cos(i * 2.1)));
+  for (int i = 1; i <= 500; ++i)
+    x500.push_back(std::exp(0.5 * std::sin(i * 0.9) + 0.3 * std::cos(i * 2.1)));
   EXPECT_EQ(proposedClassCount(x500, ClassRule::Sturges), 10);
   EXPECT_EQ(proposedClassCount(x500, ClassRule::Scott), 9);
   EXPECT_EQ(proposedClassCount(x500, ClassRule::FreedmanDiaconis), 11);
@@ -137,6 +138,9 @@ TEST_F(DistributionTableTest, ReadsTheFieldAndReportsAndDraws) {
   double peak = 0;
   for (double y : h.series[1].y) peak = std::max(peak, y);
   EXPECT_NEAR(peak, 20 * 5.9 / (8.24450534726327 * std::sqrt(2 * M_PI)), 0.01);
+  // The tallest bar (10) stays below the top of the frame.
+  EXPECT_FALSE(h.y.autoRange);
+  EXPECT_DOUBLE_EQ(h.y.hi, 11.5);
   const chart::Chart q = qqChart(job, r);
   ASSERT_EQ(q.series.size(), 2u);
   EXPECT_EQ(q.series[0].y.front(), r.sorted.front());
