@@ -57,10 +57,14 @@ std::optional<std::vector<double>> numbers(const Args& a, const std::string& nam
 }
 
 bool parseEstimate(const std::string& s, geochem::LevelEstimate& e) {
-  if (s == "normal") e = geochem::LevelEstimate::Normal;
-  else if (s == "lognormal") e = geochem::LevelEstimate::LogNormal;
-  else if (s == "robust") e = geochem::LevelEstimate::Robust;
-  else return false;
+  if (s == "normal")
+    e = geochem::LevelEstimate::Normal;
+  else if (s == "lognormal")
+    e = geochem::LevelEstimate::LogNormal;
+  else if (s == "robust")
+    e = geochem::LevelEstimate::Robust;
+  else
+    return false;
   return true;
 }
 
@@ -73,14 +77,21 @@ int runSuperposeCommand(Args& a) {
   if (job.table.empty()) return failWith(kSuperposeUsage);
   job.newField = a.get("new", "SumIndex");
   const std::string st = a.get("standard", "background");
-  if (st == "z") job.standardise = geochem::Standardise::ZScore;
-  else if (st == "background") job.standardise = geochem::Standardise::Background;
-  else if (st == "threshold") job.standardise = geochem::Standardise::Threshold;
-  else return failWith("unknown --standard: " + st);
+  if (st == "z")
+    job.standardise = geochem::Standardise::ZScore;
+  else if (st == "background")
+    job.standardise = geochem::Standardise::Background;
+  else if (st == "threshold")
+    job.standardise = geochem::Standardise::Threshold;
+  else
+    return failWith("unknown --standard: " + st);
   const std::string ix = a.get("index", "add");
-  if (ix == "add") job.index = geochem::IndexKind::Additive;
-  else if (ix == "mul") job.index = geochem::IndexKind::Multiplicative;
-  else return failWith("unknown --index: " + ix);
+  if (ix == "add")
+    job.index = geochem::IndexKind::Additive;
+  else if (ix == "mul")
+    job.index = geochem::IndexKind::Multiplicative;
+  else
+    return failWith("unknown --index: " + ix);
   geochem::LevelEstimate estimate = geochem::LevelEstimate::Normal;
   if (!parseEstimate(a.get("estimate", "normal"), estimate))
     return failWith("unknown --estimate: " + a.get("estimate"));
@@ -118,8 +129,10 @@ int runNormaliseCommand(Args& a) {
   job.elements = list(a.get("fields"));
   if (job.table.empty()) return failWith(kNormaliseUsage);
   static const std::pair<const char*, geochem::NormaliseMethod> methods[] = {
-      {"z", geochem::NormaliseMethod::ZScore},        {"range", geochem::NormaliseMethod::Range},
-      {"log", geochem::NormaliseMethod::Log10},       {"boxcox", geochem::NormaliseMethod::BoxCox},
+      {"z", geochem::NormaliseMethod::ZScore},
+      {"range", geochem::NormaliseMethod::Range},
+      {"log", geochem::NormaliseMethod::Log10},
+      {"boxcox", geochem::NormaliseMethod::BoxCox},
       {"background", geochem::NormaliseMethod::Background},
       {"threshold", geochem::NormaliseMethod::Threshold}};
   const std::string m = a.get("method", "z");

@@ -77,8 +77,9 @@ int runHistTest(Args& a) {
   return 0;
 }
 
-CommandRegistrar reg{{"histtest", "distribution test: histogram, normality tests, Q-Q plot (分布检验)",
-                      kUsage, runHistTest}};
+CommandRegistrar reg{{"histtest",
+                      "distribution test: histogram, normality tests, Q-Q plot (分布检验)", kUsage,
+                      runHistTest}};
 
 }  // namespace
 }  // namespace sarnoth::cli

@@ -67,8 +67,8 @@ int runNeighbour(Args& a) {
   return 0;
 }
 
-CommandRegistrar reg{{"neighbour", "neighbourhood statistics of an element (邻域数据分析)", kUsage,
-                      runNeighbour}};
+CommandRegistrar reg{
+    {"neighbour", "neighbourhood statistics of an element (邻域数据分析)", kUsage, runNeighbour}};
 
 }  // namespace
 }  // namespace sarnoth::cli

@@ -43,13 +43,19 @@ int runZoningCommand(Args& a) {
       return failWith("--background takes one number per element");
   }
   const std::string m = a.get("method", "index");
-  if (m == "index") job.method = geochem::ZoningMethod::ZoningIndex;
-  else if (m == "gradient") job.method = geochem::ZoningMethod::Gradient;
-  else return failWith("unknown --method: " + m);
+  if (m == "index")
+    job.method = geochem::ZoningMethod::ZoningIndex;
+  else if (m == "gradient")
+    job.method = geochem::ZoningMethod::Gradient;
+  else
+    return failWith("unknown --method: " + m);
   const std::string o = a.get("order", "elevation");
-  if (o == "elevation") job.order = geochem::LevelOrder::Elevation;
-  else if (o == "number") job.order = geochem::LevelOrder::Number;
-  else return failWith("unknown --order: " + o);
+  if (o == "elevation")
+    job.order = geochem::LevelOrder::Elevation;
+  else if (o == "number")
+    job.order = geochem::LevelOrder::Number;
+  else
+    return failWith("unknown --order: " + o);
   geochem::ZoningResult r;
   try {
     Database db = openWorkDatabase(work);

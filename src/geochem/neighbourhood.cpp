@@ -143,9 +143,9 @@ double proposedNeighbourRadius(Database& db, const std::string& table, const std
   if (xField.empty() || yField.empty() || count < 1) return 0;
   try {
     const std::string x = bracket(xField), y = bracket(yField);
-    Cursor c = db.query("Select Count(*),Min(" + x + "),Max(" + x + "),Min(" + y + "),Max(" + y +
-                        ") From " + bracket(table) + " Where " + x + " > -1E+30 And " + y +
-                        " > -1E+30");
+    Cursor c =
+        db.query("Select Count(*),Min(" + x + "),Max(" + x + "),Min(" + y + "),Max(" + y +
+                 ") From " + bracket(table) + " Where " + x + " > -1E+30 And " + y + " > -1E+30");
     if (!c.next() || c.isNull(1)) return 0;
     const double n = c.getDouble(0);
     const double w = c.getDouble(2) - c.getDouble(1), h = c.getDouble(4) - c.getDouble(3);
@@ -221,8 +221,8 @@ Outcome runNeighbourAnalysis(Database& db, const NeighbourJob& job, Interaction&
 
   try {
     db.begin();
-    const Registration how{kNeighbourOrigin, kNeighbourNote, OverwriteRule::Ask,
-                           kMsgNeighbourOverwrite, "", false};
+    const Registration how{
+        kNeighbourOrigin, kNeighbourNote, OverwriteRule::Ask, kMsgNeighbourOverwrite, "", false};
     if (registerTable(db, job.newTable, how, ui) == RegisterResult::Declined) {
       db.rollback();
       return Outcome::failure("");

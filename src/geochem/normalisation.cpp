@@ -48,8 +48,8 @@ double goldenMax(F&& f, double a, double b, double tol) {
 
 const std::array<const char*, kLevelEstimateCount>& levelEstimateCaptions() {
   static const std::array<const char*, kLevelEstimateCount> c{
-      "剔除异点的正态分布(均值, 均值+2倍标准差)", "剔除异点的对数正态分布(几何均值, 均值+2倍标准差)",
-      "中位数与MAD(中位数, 中位数+2倍MAD)"};
+      "剔除异点的正态分布(均值, 均值+2倍标准差)",
+      "剔除异点的对数正态分布(几何均值, 均值+2倍标准差)", "中位数与MAD(中位数, 中位数+2倍MAD)"};
   return c;
 }
 
@@ -132,11 +132,13 @@ double boxCoxLambda(std::span<const double> positive) {
   for (double& v : logs) v -= lg;
   auto like = [&logs](double lambda) {
     double mean = 0;
-    for (double l : logs) mean += std::abs(lambda) < kLambdaZero ? l : std::expm1(lambda * l) / lambda;
+    for (double l : logs)
+      mean += std::abs(lambda) < kLambdaZero ? l : std::expm1(lambda * l) / lambda;
     mean /= static_cast<double>(logs.size());
     double ss = 0;
     for (double l : logs) {
-      const double y = (std::abs(lambda) < kLambdaZero ? l : std::expm1(lambda * l) / lambda) - mean;
+      const double y =
+          (std::abs(lambda) < kLambdaZero ? l : std::expm1(lambda * l) / lambda) - mean;
       ss += y * y;
     }
     return ss > 0 ? -std::log(ss) : -HUGE_VAL;  // −(n/2)·ln σ̂² up to a constant and a factor
@@ -169,8 +171,7 @@ bool tableHasField(const std::vector<FieldDef>& fields, const std::string& name)
   return hasField(fields, name);
 }
 
-void addSingleField(Database& db, const std::string& table, const std::string& field,
-                    bool exists) {
+void addSingleField(Database& db, const std::string& table, const std::string& field, bool exists) {
   if (exists) db.execute("Alter Table " + bracket(table) + " Drop Column " + bracket(field));
   db.execute("Alter Table " + bracket(table) + " Add Column " + bracket(field) + " SINGLE");
 }
@@ -183,14 +184,14 @@ std::string fieldOverwriteQuestion(const std::string& field) {
 
 const std::array<const char*, kNormaliseMethodCount>& normaliseMethodCaptions() {
   static const std::array<const char*, kNormaliseMethodCount> c{
-      "标准化(Z-Score)",      "极差正规化(0-1)",         "对数变换(log10)",
-      "Box-Cox变换",          "背景值衬度(数据/背景值)", "异常下限衬度(数据/异常下限)"};
+      "标准化(Z-Score)", "极差正规化(0-1)",         "对数变换(log10)",
+      "Box-Cox变换",     "背景值衬度(数据/背景值)", "异常下限衬度(数据/异常下限)"};
   return c;
 }
 
 const char* normaliseSuffix(NormaliseMethod m) {
-  static const std::array<const char*, kNormaliseMethodCount> s{"_Z", "_R", "_L",
-                                                               "_BC", "_B", "_T"};
+  static const std::array<const char*, kNormaliseMethodCount> s{"_Z",  "_R", "_L",
+                                                                "_BC", "_B", "_T"};
   return s[static_cast<std::size_t>(m)];
 }
 
@@ -223,8 +224,7 @@ std::optional<std::string> planElement(Database& db, const NormaliseJob& job,
       break;
     case NormaliseMethod::Range:
       if (!(l.maximum > l.minimum)) return kMsgNormaliseNoSpread + element;
-      p.expression =
-          "(" + x + "-" + sqlNumber(l.minimum) + ")/" + sqlNumber(l.maximum - l.minimum);
+      p.expression = "(" + x + "-" + sqlNumber(l.minimum) + ")/" + sqlNumber(l.maximum - l.minimum);
       break;
     case NormaliseMethod::Log10:
     case NormaliseMethod::BoxCox: {
@@ -248,14 +248,12 @@ std::optional<std::string> planElement(Database& db, const NormaliseJob& job,
       if (std::abs(p.row.lambda) < kLambdaZero)
         p.expression = "Log(" + x + ")";
       else
-        p.expression =
-            "(" + x + "^" + sqlNumber(p.row.lambda) + "-1)/" + sqlNumber(p.row.lambda);
+        p.expression = "(" + x + "^" + sqlNumber(p.row.lambda) + "-1)/" + sqlNumber(p.row.lambda);
       break;
     }
     case NormaliseMethod::Background:
     case NormaliseMethod::Threshold: {
-      const double level =
-          job.method == NormaliseMethod::Background ? l.background : l.threshold;
+      const double level = job.method == NormaliseMethod::Background ? l.background : l.threshold;
       if (!(level > 0) || !std::isfinite(level)) return kMsgNormaliseNoLevel + element;
       p.expression = x + "/" + sqlNumber(level);
       break;
@@ -269,15 +267,16 @@ std::string normaliseReport(const NormaliseJob& job, const std::vector<Normalise
   auto line = [&s](const std::string& l = {}) { s += l + "\n"; };
   line(kNormaliseReportTitle);
   line();
-  line("  数据表: " + job.table + "    方法: " +
-       normaliseMethodCaptions()[static_cast<std::size_t>(job.method)]);
+  line("  数据表: " + job.table +
+       "    方法: " + normaliseMethodCaptions()[static_cast<std::size_t>(job.method)]);
   const bool levels =
       job.method == NormaliseMethod::Background || job.method == NormaliseMethod::Threshold;
   if (levels)
     line("  背景值与异常下限: " +
          std::string(levelEstimateCaptions()[static_cast<std::size_t>(job.estimate)]));
   line();
-  std::string head = "  元素      新数据项      记录数      平均值      标准差      最小值      最大值";
+  std::string head =
+      "  元素      新数据项      记录数      平均值      标准差      最小值      最大值";
   if (job.method == NormaliseMethod::BoxCox) head += "         λ";
   if (levels) head += "      背景值    异常下限";
   line(head);
@@ -323,7 +322,8 @@ NormaliseResult runNormalise(Database& db, const NormaliseJob& job, Interaction&
     return {Outcome::failure(e.what()), {}, {}};
   }
   for (const Plan& p : plans)
-    if (p.exists && ui.ask(kTitle, fieldOverwriteQuestion(p.row.field), Buttons::YesNo) != Answer::Yes)
+    if (p.exists &&
+        ui.ask(kTitle, fieldOverwriteQuestion(p.row.field), Buttons::YesNo) != Answer::Yes)
       return {Outcome::failure(""), {}, {}};
   try {
     db.begin();
@@ -331,8 +331,8 @@ NormaliseResult runNormalise(Database& db, const NormaliseJob& job, Interaction&
       const std::string t = bracket(job.table), f = bracket(p.row.field);
       addSingleField(db, job.table, p.row.field, p.exists);
       db.execute("Update " + t + " Set " + f + "= -1E+38  Where " + p.nullWhere);
-      p.row.written = db.execute("Update " + t + " Set " + f + "=" + p.expression + " Where " +
-                                 p.valueWhere);
+      p.row.written =
+          db.execute("Update " + t + " Set " + f + "=" + p.expression + " Where " + p.valueWhere);
       progress.setValue(progress.value() + 1);
       progress.pump();
     }

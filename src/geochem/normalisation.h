@@ -114,7 +114,7 @@ struct NormaliseJob {
 struct NormaliseRow {
   std::string element, field;
   ElementLevels levels;
-  double lambda = 1;     // Box–Cox
+  double lambda = 1;         // Box–Cox
   std::int64_t written = 0;  // records given a value (not the null)
 };
 
@@ -136,7 +136,6 @@ std::string sqlNumber(double v);
 // Whether the table has a field of that name (case-blind, as Jet matches names).
 bool tableHasField(const std::vector<FieldDef>& fields, const std::string& name);
 // Makes `field` a fresh SINGLE column of `table`: dropped first when it exists.
-void addSingleField(Database& db, const std::string& table, const std::string& field,
-                    bool exists);
+void addSingleField(Database& db, const std::string& table, const std::string& field, bool exists);
 
 }  // namespace sarnoth::geochem

@@ -119,7 +119,8 @@ std::vector<double> shapiroWilkCoefficients(int n) {
     first = 1;
   }
   a[0] = a1;
-  for (int i = first; i < half; ++i) a[static_cast<std::size_t>(i)] = -m[static_cast<std::size_t>(i)] / fac;
+  for (int i = first; i < half; ++i)
+    a[static_cast<std::size_t>(i)] = -m[static_cast<std::size_t>(i)] / fac;
   return a;
 }
 
@@ -145,7 +146,8 @@ std::optional<ShapiroWilkResult> shapiroWilk(std::span<const double> sample) {
   ShapiroWilkResult r;
   r.w = 1 - w1;
   if (n == 3) {
-    const double p = 6 / std::numbers::pi * (std::asin(std::sqrt(r.w)) - std::asin(std::sqrt(0.75)));
+    const double p =
+        6 / std::numbers::pi * (std::asin(std::sqrt(r.w)) - std::asin(std::sqrt(0.75)));
     r.p = std::clamp(p, 0.0, 1.0);
     return r;
   }

@@ -25,8 +25,8 @@
 namespace sarnoth::geochem {
 
 struct Neighbour {
-  double d2 = 0;          // squared distance
-  std::int32_t id = -1;   // the sample's index in the spans the grid was built from
+  double d2 = 0;         // squared distance
+  std::int32_t id = -1;  // the sample's index in the spans the grid was built from
   friend bool operator<(const Neighbour& a, const Neighbour& b) {
     return a.d2 < b.d2 || (a.d2 == b.d2 && a.id < b.id);
   }
@@ -47,7 +47,8 @@ class PointGrid {
 
   // The k nearest samples to (qx, qy) other than `exclude` (−1: none), ascending; fewer when
   // the grid holds fewer.
-  void nearest(double qx, double qy, int k, std::int32_t exclude, std::vector<Neighbour>& out) const;
+  void nearest(double qx, double qy, int k, std::int32_t exclude,
+               std::vector<Neighbour>& out) const;
   // Every sample within distance r (inclusive) of (qx, qy) other than `exclude`, ascending.
   void within(double qx, double qy, double r, std::int32_t exclude,
               std::vector<Neighbour>& out) const;

@@ -30,14 +30,15 @@ std::string report(const SuperposeJob& job, const SuperposeResult& r) {
   line(kSuperposeReportTitle);
   line();
   line("  数据表: " + job.table + "    新数据项: " + job.newField);
-  line("  标准化: " + std::string(standardiseCaptions()[static_cast<std::size_t>(job.standardise)]) +
-       "    叠加方式: " + indexKindCaptions()[static_cast<std::size_t>(job.index)]);
+  line(
+      "  标准化: " + std::string(standardiseCaptions()[static_cast<std::size_t>(job.standardise)]) +
+      "    叠加方式: " + indexKindCaptions()[static_cast<std::size_t>(job.index)]);
   line();
   line("  元素          权重      平均值      标准差      背景值    异常下限");
   for (const SuperposeElement& e : job.elements)
-    line("  " + padRight(e.name, 10) + padLeft(fx(e.weight, 3), 8) + padLeft(fx(e.levels.mean), 12) +
-         padLeft(fx(e.levels.sd), 12) + padLeft(fx(e.levels.background), 12) +
-         padLeft(fx(e.levels.threshold), 12));
+    line("  " + padRight(e.name, 10) + padLeft(fx(e.weight, 3), 8) +
+         padLeft(fx(e.levels.mean), 12) + padLeft(fx(e.levels.sd), 12) +
+         padLeft(fx(e.levels.background), 12) + padLeft(fx(e.levels.threshold), 12));
   line();
   line("  叠加指数 = " + superposeExpression(job));
   line();
@@ -100,8 +101,7 @@ SuperposeResult runSuperpose(Database& db, const SuperposeJob& job, Interaction&
     if (tableHasField({FieldDef{e.name, JetType::Single, 0}}, job.newField))
       return fail(kMsgSuperposeFieldIsInput);
     if (!std::isfinite(e.weight)) return fail(kMsgSuperposeBadWeight + e.name);
-    const double level =
-        usesLevels(job.standardise) ? levelOf(e, job.standardise) : e.levels.sd;
+    const double level = usesLevels(job.standardise) ? levelOf(e, job.standardise) : e.levels.sd;
     if (!(level > 0) || !std::isfinite(level) || !std::isfinite(e.levels.mean))
       return fail(kMsgSuperposeBadLevel + e.name);
   }

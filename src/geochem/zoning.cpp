@@ -178,8 +178,7 @@ ZoningResult runZoning(Database& db, const ZoningJob& job) {
   std::vector<std::vector<double>> productivity(job.elements.size(),
                                                 std::vector<double>(levels.size()));
   for (std::size_t j = 0; j < levels.size(); ++j)
-    for (std::size_t i = 0; i < job.elements.size(); ++i)
-      productivity[i][j] = sums[levels[j]][i];
+    for (std::size_t i = 0; i < job.elements.size(); ++i) productivity[i][j] = sums[levels[j]][i];
   ZoningResult r = zoningFromProductivity(job.elements, productivity, job.method);
   r.levels = levels;
   r.skipped = skipped;
@@ -238,11 +237,11 @@ std::string zoningReport(const ZoningJob& job, const ZoningResult& r) {
   line(peak);
   std::string pg = "  " + padRight("梯度/差值", 12);
   for (std::size_t i = 0; i < ne; ++i)
-    pg += padLeft(static_cast<std::size_t>(r.peak[i]) > 0 &&
-                          static_cast<std::size_t>(r.peak[i]) < nl - 1
-                      ? fixedText(r.peakGradient[i], 4)
-                      : g6(r.peakGradient[i]),
-                  12);
+    pg += padLeft(
+        static_cast<std::size_t>(r.peak[i]) > 0 && static_cast<std::size_t>(r.peak[i]) < nl - 1
+            ? fixedText(r.peakGradient[i], 4)
+            : g6(r.peakGradient[i]),
+        12);
   line(pg);
   std::string gr = "  " + padRight("变化梯度", 12);
   for (double g : r.gradient) gr += padLeft(g6(g), 12);

@@ -23,8 +23,8 @@ std::vector<Neighbour> bruteNearest(const std::vector<double>& x, const std::vec
   std::vector<Neighbour> all;
   for (std::size_t i = 0; i < x.size(); ++i)
     if (static_cast<int>(i) != exclude && std::isfinite(x[i]))
-      all.push_back({(x[i] - qx) * (x[i] - qx) + (y[i] - qy) * (y[i] - qy),
-                     static_cast<std::int32_t>(i)});
+      all.push_back(
+          {(x[i] - qx) * (x[i] - qx) + (y[i] - qy) * (y[i] - qy), static_cast<std::int32_t>(i)});
   std::sort(all.begin(), all.end());
   if (all.size() > static_cast<std::size_t>(k)) all.resize(static_cast<std::size_t>(k));
   return all;
@@ -71,13 +71,14 @@ TEST(PointGrid, SearchesMatchBruteForceOnScatteredClusteredAndLatticePoints) {
       // A radius search returns exactly those brute force finds within r.
       g.within(x[i], y[i], 25.0, -1, within);
       std::vector<Neighbour> all = bruteNearest(x, y, x[i], y[i], 1 << 30, -1);
-      all.erase(std::remove_if(all.begin(), all.end(),
-                               [](const Neighbour& n) { return n.d2 > 625.0; }),
-                all.end());
+      all.erase(
+          std::remove_if(all.begin(), all.end(), [](const Neighbour& n) { return n.d2 > 625.0; }),
+          all.end());
       expectSame(within, all);
     }
     // Queries outside the samples' extent, far and near.
-    for (auto [qx, qy] : {std::pair{-50.0, -50.0}, std::pair{5000.0, 400.0}, std::pair{1e9, -1e9}}) {
+    for (auto [qx, qy] :
+         {std::pair{-50.0, -50.0}, std::pair{5000.0, 400.0}, std::pair{1e9, -1e9}}) {
       g.nearest(qx, qy, 5, -1, got);
       expectSame(got, bruteNearest(x, y, qx, qy, 5, -1));
     }
@@ -190,8 +191,9 @@ class NeighbourTableTest : public ::testing::Test {
   void SetUp() override {
     ASSERT_TRUE(createWorkArea(tmp.str()).ok);
     db = openWorkDatabase(tmp.dir());
-    db.execute("Create Table [样品] ([点号] TEXT(8), [X] SINGLE, [Y] SINGLE, [Au] SINGLE, "
-               "[Au_M] SINGLE)");
+    db.execute(
+        "Create Table [样品] ([点号] TEXT(8), [X] SINGLE, [Y] SINGLE, [Au] SINGLE, "
+        "[Au_M] SINGLE)");
     TableWriter w(db, "样品", {"点号", "X", "Y", "Au", "Au_M"});
     const Line s;
     for (std::size_t i = 0; i < 5; ++i) {
@@ -228,21 +230,21 @@ TEST_F(NeighbourTableTest, WritesTheSourceFieldsAndTheNewOnesAndRegistersTheTabl
   std::vector<std::string> names;
   for (const FieldDef& d : f) names.push_back(d.name);
   // Au_M of the source is replaced by the new one.
-  EXPECT_EQ(names, (std::vector<std::string>{"点号", "X", "Y", "Au", "Au_M", "Au_Md", "Au_S", "Au_N",
-                                             "Au_D", "Au_R", "Au_Z"}));
+  EXPECT_EQ(names, (std::vector<std::string>{"点号", "X", "Y", "Au", "Au_M", "Au_Md", "Au_S",
+                                             "Au_N", "Au_D", "Au_R", "Au_Z"}));
   EXPECT_EQ(f[7].declared(), "LONG");
   EXPECT_EQ(f[0].declared(), "TEXT(8)");
   // The null at sample 2 (x = 1) leaves 1, 3, 4, 100: sample 1 (x = 0) has 3 and 4 → mean 3.5.
   {
-  Cursor c = db.query("Select [点号],[Au_M],[Au_N],[Au_D],[Au_Md] From [邻域]");
-  ASSERT_TRUE(c.next());
-  EXPECT_EQ(c.getText(0), "P1");
-  EXPECT_FLOAT_EQ(c.getFloat(1), 3.5f);
-  EXPECT_EQ(c.getInt(2), 2);
-  EXPECT_FLOAT_EQ(c.getFloat(3), -2.5f);
-  ASSERT_TRUE(c.next());  // P2 has no value: its neighbourhood, no local values
-  EXPECT_FLOAT_EQ(c.getFloat(1), 2.0f);
-  EXPECT_EQ(c.getFloat(3), NULL_VALUE);
+    Cursor c = db.query("Select [点号],[Au_M],[Au_N],[Au_D],[Au_Md] From [邻域]");
+    ASSERT_TRUE(c.next());
+    EXPECT_EQ(c.getText(0), "P1");
+    EXPECT_FLOAT_EQ(c.getFloat(1), 3.5f);
+    EXPECT_EQ(c.getInt(2), 2);
+    EXPECT_FLOAT_EQ(c.getFloat(3), -2.5f);
+    ASSERT_TRUE(c.next());  // P2 has no value: its neighbourhood, no local values
+    EXPECT_FLOAT_EQ(c.getFloat(1), 2.0f);
+    EXPECT_EQ(c.getFloat(3), NULL_VALUE);
   }
   Recordset reg = Recordset::openTable(db, "TableInfo");
   ASSERT_TRUE(reg.findFirst("[查询表名] = '邻域'"));
@@ -258,13 +260,15 @@ TEST_F(NeighbourTableTest, WritesTheSourceFieldsAndTheNewOnesAndRegistersTheTabl
   EXPECT_FALSE(declined.ok);
   EXPECT_TRUE(declined.message.empty());
   EXPECT_EQ(no.asked, std::vector<std::string>{"结果表名已存在,是否覆盖?"});
-  EXPECT_FLOAT_EQ(static_cast<float>(valueToDouble(db.scalar("Select [Au_M] From [邻域] Where [点号]='P1'"))),
-                  3.5f);
+  EXPECT_FLOAT_EQ(
+      static_cast<float>(valueToDouble(db.scalar("Select [Au_M] From [邻域] Where [点号]='P1'"))),
+      3.5f);
   ScriptedInteraction yes({Answer::Yes});
   const Outcome again = runNeighbourAnalysis(db, j, yes);
   ASSERT_TRUE(again.ok) << again.message;
-  EXPECT_FLOAT_EQ(static_cast<float>(valueToDouble(db.scalar("Select [Au_M] From [邻域] Where [点号]='P1'"))),
-                  3.0f);
+  EXPECT_FLOAT_EQ(
+      static_cast<float>(valueToDouble(db.scalar("Select [Au_M] From [邻域] Where [点号]='P1'"))),
+      3.0f);
   EXPECT_EQ(db.rowCount("邻域"), 5);
 }
 

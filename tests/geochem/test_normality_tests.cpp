@@ -27,12 +27,14 @@ const std::vector<double> kX20 = {12.1, 15.3, 9.8,  22.4, 18.7, 11.2, 14.9, 30.5
 
 std::vector<double> x60() {
   std::vector<double> x;
-  for (int i = 1; i <= 60; ++i) x.push_back(50 + 10 * std::sin(i * 1.3) + 5 * std::cos(i * i * 0.7));
+  for (int i = 1; i <= 60; ++i)
+    x.push_back(50 + 10 * std::sin(i * 1.3) + 5 * std::cos(i * i * 0.7));
   return x;
 }
 std::vector<double> x500() {
   std::vector<double> x;
-  for (int i = 1; i <= 500; ++i) x.push_back(std::exp(0.5 * std::sin(i * 0.9) + 0.3 * std::cos(i * 2.1)));
+  for (int i = 1; i <= 500; ++i)
+    x.push_back(std::exp(0.5 * std::sin(i * 0.9) + 0.3 * std::cos(i * 2.1)));
   return x;
 }
 std::vector<double> x5000() {
@@ -73,9 +75,9 @@ TEST(NormalityTests, ShapiroWilkAgreesWithRAcrossItsBranches) {
   };
   const std::vector<double> s60 = x60();
   const std::vector<Case> cases = {
-      {{2.1, 3.4, 1.9}, 0.847989949748744, 0.235089234242047},             // n = 3, exact p
-      {{2.1, 3.4, 1.9, 5.6}, 0.876031833939984, 0.321964801172321},        // n = 4
-      {{2.1, 3.4, 1.9, 5.6, 2.8}, 0.868635217180985, 0.260941325624608},   // n = 5
+      {{2.1, 3.4, 1.9}, 0.847989949748744, 0.235089234242047},              // n = 3, exact p
+      {{2.1, 3.4, 1.9, 5.6}, 0.876031833939984, 0.321964801172321},         // n = 4
+      {{2.1, 3.4, 1.9, 5.6, 2.8}, 0.868635217180985, 0.260941325624608},    // n = 5
       {{1, 2, 2.5, 3, 3.1, 7, 8.2}, 0.851633755342656, 0.127196877420301},  // n = 7
       {{2.1, 3.4, 1.9, 5.6, 2.8, 4.4, 3.3, 2.2, 6.1, 3.9}, 0.9236562849048, 0.388461156088},
       {{s60.begin(), s60.begin() + 11}, 0.942423914373606, 0.549399934849491},  // n = 11
@@ -157,7 +159,8 @@ TEST(NormalityTests, ChiSquarePoolsClassesAndAgreesWithR) {
   // with the outer classes open; pooled from the left to E ≥ 5 (the rest into the last class);
   // chisq.test(O, p = E/sum(E))$statistic; pchisq(X2, classes - 3, lower.tail=FALSE)
   const std::vector<double> x = x60();
-  const double lo = *std::min_element(x.begin(), x.end()), hi = *std::max_element(x.begin(), x.end());
+  const double lo = *std::min_element(x.begin(), x.end()),
+               hi = *std::max_element(x.begin(), x.end());
   std::vector<double> b;
   for (int i = 0; i <= 7; ++i) b.push_back(lo + i * (hi - lo) / 7);
   b.back() = hi;
@@ -166,8 +169,8 @@ TEST(NormalityTests, ChiSquarePoolsClassesAndAgreesWithR) {
   ASSERT_TRUE(r.valid);
   ASSERT_EQ(r.classes.size(), 5u);  // 4+5, 13, 12, 14, 6+6
   const std::int64_t pooled[] = {9, 13, 12, 14, 12};
-  const double expected[] = {10.3907971437488, 11.4017976781385, 13.9414327591216,
-                             12.1319802780772, 12.1339921409138};
+  const double expected[] = {10.3907971437488, 11.4017976781385, 13.9414327591216, 12.1319802780772,
+                             12.1339921409138};
   for (std::size_t i = 0; i < 5; ++i) {
     EXPECT_EQ(r.classes[i].observed, pooled[i]);
     expectFourDigits(r.classes[i].expected, expected[i], "E");

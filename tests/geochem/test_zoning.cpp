@@ -15,7 +15,8 @@ namespace {
 // Scaled to [1, 10): A·10^-1 = 5 2 0.5, B·10 = 8 6 1, C·10^-1 = 0.2 1 0.4, D·10^-2 = 1 3 9;
 // level sums 14.2, 12, 10.9.
 const std::vector<std::string> kNames{"A", "B", "C", "D"};
-const std::vector<std::vector<double>> kM{{50, 20, 5}, {0.8, 0.6, 0.1}, {2, 10, 4}, {100, 300, 900}};
+const std::vector<std::vector<double>> kM{
+    {50, 20, 5}, {0.8, 0.6, 0.1}, {2, 10, 4}, {100, 300, 900}};
 
 TEST(Zoning, IndicesPeaksAndGradientsWorkedByHand) {
   const ZoningResult r = zoningFromProductivity(kNames, kM, ZoningMethod::ZoningIndex);
@@ -66,8 +67,9 @@ TEST(Zoning, TiesOnMiddleAndBottomLevelsAndTheGradientMethod) {
   EXPECT_EQ(zoningFromProductivity({"A", "B"}, {{1, 2}, {0, 0}}, ZoningMethod::ZoningIndex)
                 .outcome.message,
             std::string(kMsgZoningNoProductivity) + "B");
-  EXPECT_EQ(zoningFromProductivity({"A", "B"}, {{1}, {2}}, ZoningMethod::ZoningIndex).outcome.message,
-            kMsgZoningTwoLevels);
+  EXPECT_EQ(
+      zoningFromProductivity({"A", "B"}, {{1}, {2}}, ZoningMethod::ZoningIndex).outcome.message,
+      kMsgZoningTwoLevels);
 }
 
 class ZoningTableTest : public ::testing::Test {
@@ -77,8 +79,9 @@ class ZoningTableTest : public ::testing::Test {
   void SetUp() override {
     ASSERT_TRUE(createWorkArea(tmp.str()).ok);
     db = openWorkDatabase(tmp.dir());
-    db.execute("Create Table [坑道] ([标高] SINGLE, [长度] SINGLE, [A] SINGLE, [B] SINGLE, "
-               "[C] SINGLE, [D] SINGLE)");
+    db.execute(
+        "Create Table [坑道] ([标高] SINGLE, [长度] SINGLE, [A] SINGLE, [B] SINGLE, "
+        "[C] SINGLE, [D] SINGLE)");
     TableWriter w(db, "坑道", {"标高", "长度", "A", "B", "C", "D"});
     auto add = [&](double level, double len, double a, double b, double c, double d) {
       const double row[] = {level, len, a, b, c, d};
