@@ -34,7 +34,11 @@ int runSection(Args& a) {
   long long n = -1;
   for (int k = 0; k < d.columns(); ++k)
     if (d.names[static_cast<std::size_t>(k)] == col) n = k + 1;
-  if (n < 0) n = a.getInt("column", 1);
+  if (n < 0) {
+    // Not a column's name: its number.
+    const bool digits = !col.empty() && col.find_first_not_of("0123456789") == std::string::npos;
+    n = digits ? std::stoll(col.substr(0, 9)) : 0;
+  }
   if (n < 1 || n > d.columns())
     return failWith("--column: 1 to " + std::to_string(d.columns()) + " or a column's name");
   st.column = static_cast<int>(n - 1);

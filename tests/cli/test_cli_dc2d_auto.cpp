@@ -43,6 +43,9 @@ TEST(CliDc2dAuto, BatchInversionTopoCorrectionAndSections) {
   EXPECT_NE(
       runCli("section " + prof + "demo_dc2d.top -o " + tmp.file("x.png") + " --column 9").status,
       0);
+  EXPECT_NE(runCli("section " + prof + "demo_dc2d.top -o " + tmp.file("x.png") + " --column nosuch")
+                .status,
+            0);
   EXPECT_NE(
       runCli("section " + prof + "demo_dc2d.top -o " + tmp.file("x.png") + " --fill maybe").status,
       0);
