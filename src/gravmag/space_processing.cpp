@@ -1,8 +1,10 @@
 #include "gravmag/space_processing.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
+#include "gravmag/spectral_grid.h"
 #include "workarea/grid_file.h"
 #include "workarea/null_value.h"
 
