@@ -322,7 +322,8 @@ TerrainRunResult runTerrainCorrection(Database& db, const TerrainJob& job, Inter
   bool inTransaction = false;
   try {
     const std::vector<FieldDef> fields = db.fields(job.table);
-    for (const std::string* f : {&job.xField, &job.yField, &job.elevationField, &job.bouguerField}) {
+    for (const std::string* f :
+         {&job.xField, &job.yField, &job.elevationField, &job.bouguerField}) {
       if (f->empty()) continue;
       const int i = fieldAt(fields, *f);
       if (i < 0 || !fields[static_cast<std::size_t>(i)].isNumeric())
@@ -353,9 +354,8 @@ TerrainRunResult runTerrainCorrection(Database& db, const TerrainJob& job, Inter
     std::vector<std::string> targets{tcField};
     if (!job.bouguerField.empty()) targets.push_back(cbaField);
     for (const std::string& f : targets)
-      if (fieldAt(fields, f) >= 0 &&
-          ui.ask(kTitle, "字段 " + f + " 已存在, 是否覆盖其中的数据?", Buttons::YesNo) !=
-              Answer::Yes)
+      if (fieldAt(fields, f) >= 0 && ui.ask(kTitle, "字段 " + f + " 已存在, 是否覆盖其中的数据?",
+                                            Buttons::YesNo) != Answer::Yes)
         return fail({});
 
     bool stopped = false;

@@ -10,8 +10,8 @@
 // How:
 //   - Inner zones, from 2 m to the inner radius, by Hammer's (1939) rings: zones B to M with
 //     radii 2, 16.6, 53.3, 170.1, 390.1, 894.9, 1529.5, 2614.6, 4453.8, 6652.7, 9902.8, 14741.8,
-//     21944.2 m and 4, 6, 6, 8, 8, 12, 12, 12, 16, 16, 16, 16 compartments, the last zone cut at the
-//     inner radius. A compartment's mean elevation comes from the model, sampled bilinearly at
+//     21944.2 m and 4, 6, 6, 8, 8, 12, 12, 12, 16, 16, 16, 16 compartments, the last zone cut at
+//     the inner radius. A compartment's mean elevation comes from the model, sampled bilinearly at
 //     points that split it into equal areas (two to eight radii, two to sixteen angles, about
 //     half a cell apart); with h its difference from the station, a compartment of one n-th of
 //     the annulus r1..r2 contributes (2πGρ/n)·(r2 − r1 + √(r1² + h²) − √(r2² + h²)).
@@ -66,9 +66,9 @@ inline constexpr int kHammerCompartments[] = {4, 6, 6, 8, 8, 12, 12, 12, 16, 16,
 inline constexpr double kFarRatio = 8.0;
 
 struct TerrainParams {
-  double density = 2.67;           // g/cm³
-  double innerRadius = 170.1;      // m; Hammer's rings inside, prisms outside (0: prisms only)
-  double outerRadius = 21944.2;    // m; Hammer's zone M
+  double density = 2.67;         // g/cm³
+  double innerRadius = 170.1;    // m; Hammer's rings inside, prisms outside (0: prisms only)
+  double outerRadius = 21944.2;  // m; Hammer's zone M
 };
 
 // The inner radius a model suggests: the first Hammer radius at least three cells wide.
@@ -142,7 +142,7 @@ struct TerrainJob {
 struct TerrainRunResult {
   Outcome outcome;
   bool cancelled = false;
-  std::int64_t stations = 0;  // rows of the table
+  std::int64_t stations = 0;   // rows of the table
   std::int64_t corrected = 0;  // rows that got a correction
   double minTc = 0, maxTc = 0;
 };

@@ -110,8 +110,8 @@ double relativeDifference(const std::vector<float>& a, const std::vector<float>&
 TEST(SpaceOperators, RingTablesMeetTheirDefiningExpansion) {
   // For a harmonic field the ring mean is g0 − r²·g_zz/4 + r⁴·g_zzzz/64: an operator for g_zz
   // needs Σc = 0 and Σc·r² = −4; Rosenbach and Henderson–Zietz also cancel the r⁴ term.
-  for (auto m : {SecondDerivative::Elkins, SecondDerivative::Rosenbach,
-                 SecondDerivative::HendersonZietz}) {
+  for (auto m :
+       {SecondDerivative::Elkins, SecondDerivative::Rosenbach, SecondDerivative::HendersonZietz}) {
     const RingTable t = gmFilterTable(m);
     EXPECT_NEAR(t.c0 + t.c1 + t.c2 + t.c5, 0.0, 1e-12);
     EXPECT_NEAR(t.c1 + 2 * t.c2 + 5 * t.c5, -4.0, 1e-12);
@@ -131,7 +131,8 @@ TEST(SpaceOperators, SecondDerivativeOfASphereMatchesTheAnalyticAndTheFrequencyD
   const auto fft = fftResult(sphere(depth), kModeDerivative, 0, "2");
   EXPECT_LT(misfit(fft, sphereGzz(depth), 20), 0.02);
   const auto ros = applyOp(sphere(depth), secondDerivativeOperator(SecondDerivative::Rosenbach));
-  const auto hz = applyOp(sphere(depth), secondDerivativeOperator(SecondDerivative::HendersonZietz));
+  const auto hz =
+      applyOp(sphere(depth), secondDerivativeOperator(SecondDerivative::HendersonZietz));
   const auto elk = applyOp(sphere(depth), secondDerivativeOperator(SecondDerivative::Elkins));
   EXPECT_LT(misfit(ros, sphereGzz(depth), 20), 0.02);
   EXPECT_LT(misfit(hz, sphereGzz(depth), 20), 0.02);
@@ -151,9 +152,7 @@ TEST(SpaceOperators, SecondDerivativeOfASphereMatchesTheAnalyticAndTheFrequencyD
 TEST(SpaceOperators, ContinuationOfASphereMatchesTheAnalyticAndTheFrequencyDomain) {
   const double depth = 5;
   // Upward by 1, 2 and 4 spacings with the automatic radius: the sphere seen from higher up.
-  const struct {
-    double up, tol;
-  } cases[] = {{1, 0.015}, {2, 0.035}, {4, 0.02}};
+  const struct { double up, tol; } cases[] = {{1, 0.015}, {2, 0.035}, {4, 0.02}};
   for (const auto& k : cases) {
     const auto op = gmDerivOperators(-k.up, 1.0, autoContinuationRadius(-k.up));
     EXPECT_NEAR(op.sum(), 1.0, 1e-9);
@@ -175,9 +174,9 @@ TEST(SpaceOperators, ContinuationOfASphereMatchesTheAnalyticAndTheFrequencyDomai
 TEST(SpaceOperators, DirectionDerivativesMatchTheAnalyticGradient) {
   const double depth = 6;
   for (double alpha : {45.0, 90.0, 135.0, 180.0, 30.0})
-    EXPECT_LT(misfit(applyOp(sphere(depth), gmDirectionOp(alpha, 1.0)), sphereDirection(depth, alpha),
-                     4),
-              0.01)
+    EXPECT_LT(
+        misfit(applyOp(sphere(depth), gmDirectionOp(alpha, 1.0)), sphereDirection(depth, alpha), 4),
+        0.01)
         << alpha;
   // Columns twice as wide as rows: the east derivative per row spacing halves the steps' count.
   std::vector<float> v(static_cast<std::size_t>(kSide) * kSide);
@@ -205,7 +204,8 @@ TEST(SpaceOperators, NullsStayNullsAndNeverSpread) {
   }
   EXPECT_EQ(nulls, 4);
   // The filled hole keeps the continued field close to the whole grid's.
-  const auto whole = applyPointOperator(sample(sphere(6)), kSide, kSide, gmDerivOperators(-2, 1.0, 32));
+  const auto whole =
+      applyPointOperator(sample(sphere(6)), kSide, kSide, gmDerivOperators(-2, 1.0, 32));
   EXPECT_NEAR(out[hole - 1], whole[hole - 1], 0.01 * whole[60 * kSide + 60]);
 }
 

@@ -190,7 +190,8 @@ class TerrainTool : public ::testing::Test {
   void SetUp() override {
     ASSERT_TRUE(createWorkArea(tmp.str()).ok);
     db = openWorkDatabase(tmp.dir());
-    db.execute("Create Table [重力] ([X] DOUBLE, [Y] DOUBLE, [H] SINGLE, [BA] SINGLE, [名] TEXT(8))");
+    db.execute(
+        "Create Table [重力] ([X] DOUBLE, [Y] DOUBLE, [H] SINGLE, [BA] SINGLE, [名] TEXT(8))");
     const double rows[][4] = {{500, 500, 100, -20}, {430, 520, 100, -21}, {700, 100, 130, -25}};
     for (const auto& r : rows)
       db.execute("Insert Into [重力] Values (?, ?, ?, ?, 'a')",
@@ -232,8 +233,8 @@ TEST_F(TerrainTool, WritesTheCorrectionAndTheCompleteBouguerAnomaly) {
   EXPECT_EQ(r.corrected, 3);
   const auto tc = column("TC"), cba = column("CBA"), ba = column("BA");
   // Station 1 sits 3 cells south-west of the raised cell (node (460, 520) relative to it).
-  const double want = -prismGz(460 - 10 - 500, 460 + 10 - 500, 520 - 10 - 500, 520 + 10 - 500,
-                               -60, 0, 2.67);
+  const double want =
+      -prismGz(460 - 10 - 500, 460 + 10 - 500, 520 - 10 - 500, 520 + 10 - 500, -60, 0, 2.67);
   EXPECT_NEAR(tc[0], want, 1e-5);
   EXPECT_NEAR(cba[0], ba[0] + tc[0], 1e-5);
   EXPECT_GT(tc[2], tc[0]);  // 30 m above the level ground: valleys all round
@@ -250,6 +251,11 @@ TEST_F(TerrainTool, WritesTheCorrectionAndTheCompleteBouguerAnomaly) {
   ScriptedInteraction yes({}, Answer::Yes);
   ASSERT_TRUE(runTerrainCorrection(db, j, yes).outcome.ok);
   EXPECT_NEAR(column("TC")[0], want / 2.67, 1e-5);
+  // Without an elevation field the stations stand on the model: station 1 on the level 100 m.
+  j.elevationField.clear();
+  ASSERT_TRUE(runTerrainCorrection(db, j, yes).outcome.ok);
+  EXPECT_NEAR(column("TC")[0], want / 2.67, 1e-5);
+  EXPECT_LT(column("TC")[2], tc[2] / 2.67);  // station 3 now on the ground, not 30 m above
 }
 
 TEST_F(TerrainTool, RefusalsLeaveTheTableAsItWas) {
@@ -277,8 +283,9 @@ TEST_F(TerrainTool, RefusalsLeaveTheTableAsItWas) {
 
 TEST_F(TerrainTool, CommandLineCorrectsTheTable) {
   db = Database();  // the command opens the work area itself
-  auto r = test::runCli("terrain --workarea " + tmp.str() + " --table 重力 --x X --y Y --h H --ba BA" +
-                        " --dem " + tmp.file("dem.asc") + " --inner 0 --density 2.0");
+  auto r =
+      test::runCli("terrain --workarea " + tmp.str() + " --table 重力 --x X --y Y --h H --ba BA" +
+                   " --dem " + tmp.file("dem.asc") + " --inner 0 --density 2.0");
   ASSERT_EQ(r.status, 0) << r.out;
   EXPECT_NE(r.out.find(kMsgTrrDone), std::string::npos);
   db = openWorkDatabase(tmp.dir());

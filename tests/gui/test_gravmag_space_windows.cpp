@@ -112,12 +112,14 @@ class TerrainWindow : public sarnoth::testing::SessionFixture {
   void SetUp() override {
     SessionFixture::SetUp();
     Database db = openWorkDatabase(gWorkPath);
-    db.execute("Create Table [测点] ([名称] TEXT(8), [X] DOUBLE, [Y] DOUBLE, [高程] SINGLE, "
-               "[布格异常] SINGLE)");
+    db.execute(
+        "Create Table [测点] ([名称] TEXT(8), [X] DOUBLE, [Y] DOUBLE, [高程] SINGLE, "
+        "[布格异常] SINGLE)");
     db.execute("Insert Into [测点] Values ('a', 500, 500, 100, -20)");
     db.execute("Insert Into [测点] Values ('b', 300, 800, 100, -22)");
     ScriptedInteraction yes(std::deque<Answer>{}, Answer::Yes);
-    registerTable(db, "测点", {"OutDataIn", "外部数据导入", OverwriteRule::Ask, "", "", false}, yes);
+    registerTable(db, "测点", {"OutDataIn", "外部数据导入", OverwriteRule::Ask, "", "", false},
+                  yes);
     // Level at 100 m on 20 m cells, one cell raised 60 m three cells from station a.
     std::string asc = "ncols 51\nnrows 51\nxllcorner -10\nyllcorner -10\ncellsize 20\n";
     for (int r = 50; r >= 0; --r) {
@@ -147,8 +149,8 @@ TEST_F(TerrainWindow, CorrectsTheStationsAndAsksBeforeOverwriting) {
   EXPECT_EQ(w.cboBA->currentText(), u8("布格异常"));
   EXPECT_EQ(w.cboX->count(), 4);  // the text field is not offered
 
-  auto previous = setOpenDialogHandler(
-      [this](const std::string&, const std::string&, const std::string&) { return area("dem.asc"); });
+  auto previous = setOpenDialogHandler([this](const std::string&, const std::string&,
+                                              const std::string&) { return area("dem.asc"); });
   w.btnDem->click();
   setOpenDialogHandler(previous);
   EXPECT_EQ(w.txtDem->text().toStdString(), area("dem.asc"));

@@ -134,7 +134,9 @@ void frmGMDataProcs::onFileClicked() {
   const QString name = flstGrd->currentItem()->text();
   // The result's name: the grid's with a mark of the job (second derivative, direction,
   // continuation).
-  const char* mark = mode == kSpaceSecondDerivative ? "_Dzz" : mode == kSpaceDirection ? "_Dh" : "_C";
+  const char* mark = mode == kSpaceSecondDerivative ? "_Dzz"
+                     : mode == kSpaceDirection      ? "_Dh"
+                                                    : "_C";
   txtNewGrd->setText(name.left(std::max<qsizetype>(0, name.size() - 4)) + u8(mark));
 }
 
@@ -239,7 +241,8 @@ void frmGMDataProcs::done(int r) {
 
 namespace {
 
-const ToolWindowRegistrar registerDataProcs{"frmGMDataProcs", [](QWidget* parent, int mode) -> QWidget* {
+const ToolWindowRegistrar registerDataProcs{"frmGMDataProcs",
+                                            [](QWidget* parent, int mode) -> QWidget* {
                                               // The form does nothing without a mode of its own.
                                               if (!isSpaceMode(mode)) return nullptr;
                                               auto* w = new frmGMDataProcs(parent, mode);

@@ -28,7 +28,9 @@ QString u8(const char* s) { return QString::fromUtf8(s); }
 
 const char* kFromModel = "(由高程模型内插)";
 const char* kNoBouguer = "(不计算)";
-const char* kDemFilter = "网格数据文件(*.grd)|*.grd|栅格高程模型(*.tif;*.asc;*.img;*.dem)|*.tif;*.asc;*.img;*.dem|所有文件(*.*)|*.*";
+const char* kDemFilter =
+    "网格数据文件(*.grd)|*.grd|栅格高程模型(*.tif;*.asc;*.img;*.dem)|*.tif;*.asc;*.img;*.dem|"
+    "所有文件(*.*)|*.*";
 
 // The index of the first field from `first` on whose name holds one of the keys, else
 // `fallback`.
@@ -181,8 +183,8 @@ void frmGravTrr::onDemChosen() {
   }
   const GridHeader& g = dem.header;
   char b[160];
-  std::snprintf(b, sizeof b, "%d × %d 个节点, 网格距 %g × %g, 高程 %g ~ %g", g.nx, g.ny, g.dx,
-                g.dy, g.zMin, g.zMax);
+  std::snprintf(b, sizeof b, "%d × %d 个节点, 网格距 %g × %g, 高程 %g ~ %g", g.nx, g.ny, g.dx, g.dy,
+                g.zMin, g.zMax);
   lblDem->setText(u8(b));
   std::snprintf(b, sizeof b, "%g", defaultInnerRadius(g.dx, g.dy));
   txtInner->setText(u8(b));
