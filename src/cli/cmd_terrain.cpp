@@ -5,6 +5,7 @@
 
 #include "cli/cli.h"
 #include "gravmag/terrain.h"
+#include "workarea/path_resolver.h"
 #include "workarea/work_area.h"
 
 namespace sarnoth::cli {
@@ -28,8 +29,8 @@ std::string demPath(const std::string& work, const std::string& in) {
   std::error_code ec;
   if (std::filesystem::exists(in, ec) || work.empty()) return in;
   const std::string p = work + "Grid_Dat/" + in;
-  if (std::filesystem::exists(p, ec)) return p;
-  if (std::filesystem::exists(p + ".grd", ec)) return p + ".grd";
+  if (pathExists(p)) return resolvePath(p);
+  if (pathExists(p + ".grd")) return resolvePath(p + ".grd");
   return in;
 }
 
