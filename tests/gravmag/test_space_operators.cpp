@@ -314,6 +314,24 @@ TEST_F(SpaceTool, RefusalsWriteNothing) {
   EXPECT_FALSE(std::filesystem::exists(job.outputPath));
 }
 
+TEST_F(SpaceTool, AStoppedRunWritesNothing) {
+  SpaceJob job;
+  job.mode = kSpaceContinuation;
+  job.par1 = "-4";  // radius 64: some 13,000 weights a node, several looks at the progress
+  job.par2 = "0";
+  job.par3 = "0";
+  job.inputPath = put(gridOf(sample(sphere(5))));
+  job.outputPath = dir_.file("out.grd");
+  Progress progress;
+  int pumps = 0;
+  progress.setPumpHook([&] { return ++pumps < 2; });
+  const SpaceRunResult r = runSpaceProcessing(job, progress);
+  EXPECT_TRUE(r.cancelled);
+  EXPECT_FALSE(r.outcome.ok);
+  EXPECT_GE(pumps, 2);
+  EXPECT_FALSE(std::filesystem::exists(job.outputPath));
+}
+
 TEST(SpaceToolCli, DifferentiatesAGridInADirection) {
   test::TempDir dir;
   const Grid g = gridOf(sample(sphere(6)));

@@ -258,6 +258,16 @@ TEST_F(TerrainTool, WritesTheCorrectionAndTheCompleteBouguerAnomaly) {
   EXPECT_LT(column("TC")[2], tc[2] / 2.67);  // station 3 now on the ground, not 30 m above
 }
 
+TEST_F(TerrainTool, AStoppedRunLeavesTheTableAsItWas) {
+  ScriptedInteraction ui(std::deque<Answer>{});
+  Progress progress;
+  progress.setPumpHook([] { return false; });
+  const TerrainRunResult r = runTerrainCorrection(db, job(), ui, progress);
+  EXPECT_TRUE(r.cancelled);
+  EXPECT_FALSE(r.outcome.ok);
+  for (const FieldDef& f : db.fields("重力")) EXPECT_NE(f.name, "TC");
+}
+
 TEST_F(TerrainTool, RefusalsLeaveTheTableAsItWas) {
   ScriptedInteraction ui(std::deque<Answer>{});
   TerrainJob j = job();
