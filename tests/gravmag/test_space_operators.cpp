@@ -15,6 +15,7 @@
 #include "test_support.h"
 #include "workarea/grid_file.h"
 #include "workarea/null_value.h"
+#include "workarea/work_area.h"
 
 namespace sarnoth::gravmag {
 namespace {
@@ -343,6 +344,15 @@ TEST(SpaceToolCli, DifferentiatesAGridInADirection) {
   GridReadResult out = readGrid(dir.file("b.grd"));
   ASSERT_TRUE(out.ok());
   EXPECT_LT(misfit(out.grid.nodes, sphereDirection(6, 30), 4), 0.01);
+  // A bare name is a grid of the work area's grid folder.
+  ASSERT_TRUE(createWorkArea(dir.file("area")).ok);
+  ASSERT_TRUE(writeGrid(dir.file("area/Grid_dat/s.grd"), kGridMagicB, "", g.header, g.nodes));
+  r = test::runCli("spacefilter --workarea " + dir.file("area") +
+                   " --mode 300 --par1 -1 --grid s -o " + dir.file("up.grd"));
+  ASSERT_EQ(r.status, 0) << r.out;
+  out = readGrid(dir.file("up.grd"));
+  ASSERT_TRUE(out.ok());
+  EXPECT_LT(misfit(out.grid.nodes, sphere(7), 20), 0.015);
   r = test::runCli("spacefilter --mode 100 --method 0 --par3 99 --grid " + dir.file("a.grd") +
                    " -o " + dir.file("c.grd"));
   EXPECT_NE(r.status, 0);
