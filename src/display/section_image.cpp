@@ -147,10 +147,11 @@ chart::Image renderSection(const SectionPlot& p) {
   bar.x.ticks = {0.5};
   bar.x.tickLabels = {""};
   bar.y = fixedAxis(p.valueLabel, p.vmin, p.vmax);
-  const int n = std::max(1, p.levels);
-  const int every = n > 12 ? (n + 11) / 12 : 1;
-  for (int i = 0; i <= n; i += every) bar.y.ticks.push_back(p.vmin + (p.vmax - p.vmin) * i / n);
-  bar.y.tickLabels = chart::formatTicks(bar.y.ticks);
+  {
+    double lo = p.vmin, hi = p.vmax;
+    bar.y.ticks = chart::niceTicks(lo, hi, 8, false);
+    bar.y.tickLabels = chart::formatTicks(bar.y.ticks);
+  }
   bar.frame = {0.62, frameBottom, 0.22, frameHeight};
   chart::Layout BL;
   chart::Image bimg = renderChart(bar, barWidth, p.height, &BL);

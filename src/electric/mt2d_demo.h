@@ -28,7 +28,7 @@ struct Mt2dDemoSize {
   int cellsPerSite = 2;       // core columns between sites
   int padColumns = 12;        // each side
   int earthRows = 40;
-  int airRows = 6;
+  int airRows = 7;
   int blockSize = 2;          // cells per model block, across and down
 };
 

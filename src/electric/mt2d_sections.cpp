@@ -191,6 +191,11 @@ bool writeModelProfile(const std::string& path, const Mt2dResult& r, LengthUnit 
           depth = std::max(depth, 356.0 * std::sqrt(c->rho[i] / r.frequencies[low]));
       }
   }
+  // No deeper than the sites' line is long, which keeps the section's aspect readable.
+  if (r.sitePositions.size() >= 2) {
+    const auto [lo, hi] = std::minmax_element(r.sitePositions.begin(), r.sitePositions.end());
+    if (*hi > *lo) depth = depth > 0 ? std::min(depth, *hi - *lo) : *hi - *lo;
+  }
   const double meshDepth = r.nodeDepths.back();
   p.ylo = 0;
   p.yhi = (depth > 0 ? std::min(depth, meshDepth) : meshDepth) * k;

@@ -14,7 +14,8 @@
 // The picture: the same values colour-graded over distance and log10 f (pseudo-sections, 16
 // levels between the rounded extremes) or over distance and depth (the profile, coloured by
 // log10 ρ, red conductive to blue resistive; the frame spans the sites and reaches the largest
-// Bostick depth 356 √(ρa T) m of the lowest frequency, or the mesh's depth when shallower).
+// Bostick depth 356 √(ρa T) m of the lowest frequency, but no deeper than the line of sites is
+// long nor than the mesh).
 #pragma once
 
 #include <string>
