@@ -41,7 +41,7 @@ Mt2dDemoSet makeMt2dDemoSet(const Mt2dDemoSize& z, unsigned seed) {
   const double core = z.siteSpacing / z.cellsPerSite;
   std::vector<double> pad;
   double h = core;
-  for (int i = 0; i < z.padColumns; ++i) pad.push_back(h = std::min(h * 1.3, 20000.0));
+  for (int i = 0; i < z.padColumns; ++i) pad.push_back(h = std::min(h * z.padGrowth, 20000.0));
   m.widths.assign(pad.rbegin(), pad.rend());
   const int coreColumns = (z.sites - 1) * z.cellsPerSite + 2 * z.cellsPerSite;
   m.widths.insert(m.widths.end(), static_cast<std::size_t>(coreColumns), core);

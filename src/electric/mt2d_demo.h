@@ -7,9 +7,9 @@
 // survey's would be. Same seed, same numbers.
 //
 // The demo work area gets a small set of it in Prof_Dat\2DMT\ (demo_mt2d.mt1 … .mt4, joint
-// inversion, 21 sites × 16 frequencies on 86 × 46 cells) and the same data as a registered
-// table of measurements for the point-file writer; the benchmark a set of 40 sites × 30
-// frequencies on 150 × 80 cells.
+// inversion, 21 sites × 16 frequencies on 68 columns × 40 earth rows and 7 air rows) and the
+// same data as a registered table of measurements for the point-file writer; the benchmark a
+// set of 40 sites × 30 frequencies on 150 columns × 70 earth rows and 10 air rows.
 #pragma once
 
 #include <string>
@@ -27,6 +27,7 @@ struct Mt2dDemoSize {
   double fmax = 300, fmin = 0.03;  // Hz
   int cellsPerSite = 2;       // core columns between sites
   int padColumns = 12;        // each side
+  double padGrowth = 1.3;     // from one padding column to the next (at most 20 km wide)
   int earthRows = 40;
   int airRows = 7;
   int blockSize = 2;          // cells per model block, across and down
