@@ -10,12 +10,14 @@
 
 namespace sarnoth::detail {
 
+inline constexpr int kMaxBandThreads = 16;
+
 // Calls fn(rowBegin, rowEnd, threadIndex) for disjoint bands that cover [0, rows), on at most
-// maxThreads threads (0: as many as there are cores, up to 16).
+// `maxThreads` threads (0: one per core, up to kMaxBandThreads).
 template <class Fn>
 void forRowBands(int rows, Fn&& fn, int minRowsPerThread = 4, int maxThreads = 0) {
   int hw = static_cast<int>(std::thread::hardware_concurrency());
-  int threads = std::clamp(maxThreads > 0 ? maxThreads : hw, 1, 16);
+  int threads = std::clamp(maxThreads > 0 ? maxThreads : hw, 1, kMaxBandThreads);
   threads = std::max(1, std::min(threads, rows / std::max(1, minRowsPerThread)));
   if (threads <= 1) {
     fn(0, rows, 0);
