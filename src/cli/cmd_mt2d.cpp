@@ -36,14 +36,16 @@ int runInvert(Args& a) {
   const std::string basic = methodFile(a, a.get("basic")), grids = methodFile(a, a.get("grids"));
   const std::string model = methodFile(a, a.get("model")), points = methodFile(a, a.get("points"));
   if (basic.empty() || grids.empty() || model.empty() || points.empty())
-    return failWith("usage: sarnoth-cli mt2d invert --basic F.mt1 --grids F.mt2 --model F.mt3 "
-                    "--points F.mt4 [--workarea DIR]");
+    return failWith(
+        "usage: sarnoth-cli mt2d invert --basic F.mt1 --grids F.mt2 --model F.mt3 "
+        "--points F.mt4 [--workarea DIR]");
   // The library works in the work area's temp\ (or a scratch directory of its own); the results
   // go beside the basic file, as the window moves them into Prof_Dat\2DMT\.
   const std::string work = workPath(a);
-  const fs::path run = !work.empty() && pathExists(work + "temp")
-                           ? fs::path(resolvePath(work + "temp")) / "mt2d"
-                           : fs::temp_directory_path() / ("sarnoth-mt2d-" + std::to_string(getpid()));
+  const fs::path run =
+      !work.empty() && pathExists(work + "temp")
+          ? fs::path(resolvePath(work + "temp")) / "mt2d"
+          : fs::temp_directory_path() / ("sarnoth-mt2d-" + std::to_string(getpid()));
   const std::string target = fs::path(resolvePath(basic)).parent_path().string();
   CliProgress progress("mt2d");
   const closed::Mt2dCallResult r =
@@ -64,8 +66,9 @@ int runForward(Args& a) {
   const std::string grids = methodFile(a, a.get("grids")), model = methodFile(a, a.get("model"));
   const std::string points = methodFile(a, a.get("points")), out = a.get("o", a.get("output"));
   if (grids.empty() || model.empty() || points.empty() || out.empty())
-    return failWith("usage: sarnoth-cli mt2d forward --grids F.mt2 --model F.mt3 --points F.mt4 "
-                    "-o OUT.mt4 [--mode te|tm|tetm] [--noise PCT] [--seed N]");
+    return failWith(
+        "usage: sarnoth-cli mt2d forward --grids F.mt2 --model F.mt3 --points F.mt4 "
+        "-o OUT.mt4 [--mode te|tm|tetm] [--noise PCT] [--seed N]");
   const auto mesh = readMt2dGrids(grids);
   if (!mesh) return failWith(mesh.message);
   const auto mo = readMt2dModel(model);
@@ -87,8 +90,9 @@ int runForward(Args& a) {
   s.data.mode = MtMode::Joint;
   const std::size_t n = static_cast<std::size_t>(s.data.siteCount()) * s.data.frequencyCount();
   for (MtCurves* c : {&s.data.te, &s.data.tm})
-    if (c->rho.empty()) *c = MtCurves{std::vector<double>(n, 1.0), std::vector<double>(n, 45.0),
-                                      std::vector<double>(n, 0.0), std::vector<double>(n, 0.0)};
+    if (c->rho.empty())
+      *c = MtCurves{std::vector<double>(n, 1.0), std::vector<double>(n, 45.0),
+                    std::vector<double>(n, 0.0), std::vector<double>(n, 0.0)};
   std::vector<int> columns;
   if (std::string why = validateInversion(s, &columns); !why.empty()) return failWith(why);
   MtResponses resp;
@@ -109,7 +113,8 @@ int runForward(Args& a) {
       *to = {};
       continue;
     }
-    if (to->rho.empty()) *to = MtCurves{{}, {}, std::vector<double>(n, 0.0), std::vector<double>(n, 0.0)};
+    if (to->rho.empty())
+      *to = MtCurves{{}, {}, std::vector<double>(n, 0.0), std::vector<double>(n, 0.0)};
     to->rho = from->rho;
     to->phase = from->phase;
     for (std::size_t i = 0; noise > 0 && i < n; ++i) {
@@ -127,8 +132,9 @@ int runXyz(Args& a) {
   const std::string file = methodFile(a, a.get("file")), kind = a.get("kind", "res");
   const std::string out = a.get("o", a.get("output"));
   if (file.empty() || out.empty() || (kind != "res" && kind != "phase" && kind != "profile"))
-    return failWith("usage: sarnoth-cli mt2d xyz --file Field.te|Mt2DInvOut.NN "
-                    "--kind res|phase|profile [--mode te|tm] [--km] -o OUT.xyz");
+    return failWith(
+        "usage: sarnoth-cli mt2d xyz --file Field.te|Mt2DInvOut.NN "
+        "--kind res|phase|profile [--mode te|tm] [--km] -o OUT.xyz");
   const LengthUnit unit = a.has("km") ? LengthUnit::Kilometre : LengthUnit::Metre;
   const bool phase = kind == "phase";
   const Polarisation pol = a.get("mode", "te") == "tm" ? Polarisation::TM : Polarisation::TE;

@@ -28,8 +28,8 @@
 namespace sarnoth::closed {
 
 struct Mt2dCallResult {
-  bool ok = false;       // the inversion ran (outputs written)
-  std::string message;   // the refusal, or how the run ended
+  bool ok = false;      // the inversion ran (outputs written)
+  std::string message;  // the refusal, or how the run ended
   int iterations = 0;
 };
 

@@ -58,19 +58,19 @@ chart::Axis fixedAxis(std::string label, double lo, double hi) {
 }  // namespace
 
 std::vector<chart::Rgb> resistivityRamp() {
-  return {{128, 0, 0},   {200, 0, 0},    {255, 40, 0},  {255, 120, 0}, {255, 190, 0},
+  return {{128, 0, 0},    {200, 0, 0},    {255, 40, 0},   {255, 120, 0},  {255, 190, 0},
           {255, 240, 60}, {190, 230, 80}, {100, 200, 90}, {40, 180, 160}, {0, 160, 220},
           {0, 110, 230},  {0, 60, 200},   {0, 20, 150}};
 }
 
 SectionSampler cellSampler(std::vector<double> xEdges, std::vector<double> yEdges,
                            std::vector<double> values) {
-  return [xe = std::move(xEdges), ye = std::move(yEdges), v = std::move(values)](double x,
-                                                                                   double y) {
-    const int i = intervalOf(xe, x), j = intervalOf(ye, y);
-    if (i < 0 || j < 0) return std::numeric_limits<double>::quiet_NaN();
-    return v[static_cast<std::size_t>(j) * (xe.size() - 1) + static_cast<std::size_t>(i)];
-  };
+  return
+      [xe = std::move(xEdges), ye = std::move(yEdges), v = std::move(values)](double x, double y) {
+        const int i = intervalOf(xe, x), j = intervalOf(ye, y);
+        if (i < 0 || j < 0) return std::numeric_limits<double>::quiet_NaN();
+        return v[static_cast<std::size_t>(j) * (xe.size() - 1) + static_cast<std::size_t>(i)];
+      };
 }
 
 SectionSampler latticeSampler(std::vector<double> x, std::vector<double> y,

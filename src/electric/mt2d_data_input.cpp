@@ -100,7 +100,8 @@ MtRead<Mt2dData> pointDataFromTable(Database& db, const PointFields& f, MtMode m
     d.sites.push_back({name, s->distance});
     for (double fr : freqs) {
       const auto it = s->byFrequency.find(fr);
-      const Reading r = it == s->byFrequency.end() ? Reading{NULL_VALUE, NULL_VALUE, 0, 0} : it->second;
+      const Reading r =
+          it == s->byFrequency.end() ? Reading{NULL_VALUE, NULL_VALUE, 0, 0} : it->second;
       c.rho.push_back(r.rho);
       c.phase.push_back(r.phase);
       c.rhoErr.push_back(r.rhoErr);
@@ -124,7 +125,8 @@ MtRead<Mt2dData> joinPointData(const Mt2dData& te, const Mt2dData& tm) {
   for (int s = 0; s < te.siteCount(); ++s)
     if (std::abs(te.sites[static_cast<std::size_t>(s)].position -
                  tm.sites[static_cast<std::size_t>(s)].position) > 1e-6) {
-      out.message = "TE 与 TM 模式实测数据的测点位置不一致: " + te.sites[static_cast<std::size_t>(s)].name;
+      out.message =
+          "TE 与 TM 模式实测数据的测点位置不一致: " + te.sites[static_cast<std::size_t>(s)].name;
       return out;
     }
   Mt2dData d = te;

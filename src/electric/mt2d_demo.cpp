@@ -57,8 +57,9 @@ Mt2dDemoSet makeMt2dDemoSet(const Mt2dDemoSize& z, unsigned seed) {
   const std::vector<double> y = m.nodePositions(), d = m.nodeDepths();
   for (int r = 0; r < m.earthRows(); ++r)
     for (int c = 0; c < m.columns(); ++c)
-      set.truth.push_back(blockAt((y[static_cast<std::size_t>(c)] + y[static_cast<std::size_t>(c) + 1]) / 2,
-                                  (d[static_cast<std::size_t>(r)] + d[static_cast<std::size_t>(r) + 1]) / 2));
+      set.truth.push_back(
+          blockAt((y[static_cast<std::size_t>(c)] + y[static_cast<std::size_t>(c) + 1]) / 2,
+                  (d[static_cast<std::size_t>(r)] + d[static_cast<std::size_t>(r) + 1]) / 2));
 
   Mt2dModel& s = set.start;
   s.columnSpans = spans(m.columns(), z.blockSize);
@@ -70,7 +71,8 @@ Mt2dDemoSet makeMt2dDemoSet(const Mt2dDemoSize& z, unsigned seed) {
   data.mode = MtMode::Joint;
   for (int i = 0; i < z.frequencies; ++i)
     data.frequencies.push_back(
-        z.fmax * std::pow(z.fmin / z.fmax, z.frequencies > 1 ? double(i) / (z.frequencies - 1) : 0));
+        z.fmax *
+        std::pow(z.fmin / z.fmax, z.frequencies > 1 ? double(i) / (z.frequencies - 1) : 0));
   std::vector<int> columns;
   for (int i = 0; i < z.sites; ++i) {
     char name[16];
@@ -126,10 +128,11 @@ Outcome writeDemoMt2d(const std::string& workPath, unsigned seed) {
                   {"OutDataIn", "外部数据导入", OverwriteRule::Ask, "检索结果表名已存在,是否覆盖?",
                    "", false},
                   yes);
-    const std::vector<FieldDef> defs = {{"点号", JetType::Text, 20},      {"距离", JetType::Double, 0},
-                                        {"频率", JetType::Double, 0},     {"TE视电阻率", JetType::Single, 0},
-                                        {"TE相位", JetType::Single, 0},   {"TM视电阻率", JetType::Single, 0},
-                                        {"TM相位", JetType::Single, 0}};
+    const std::vector<FieldDef> defs = {
+        {"点号", JetType::Text, 20},    {"距离", JetType::Double, 0},
+        {"频率", JetType::Double, 0},   {"TE视电阻率", JetType::Single, 0},
+        {"TE相位", JetType::Single, 0}, {"TM视电阻率", JetType::Single, 0},
+        {"TM相位", JetType::Single, 0}};
     db.createTable(kDemoMtTable, defs);
     std::vector<std::string> cols;
     for (const auto& f : defs) cols.push_back(f.name);

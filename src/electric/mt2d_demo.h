@@ -23,22 +23,22 @@ namespace sarnoth::electric {
 struct Mt2dDemoSize {
   int sites = 21;
   int frequencies = 16;
-  double siteSpacing = 500;   // m
+  double siteSpacing = 500;        // m
   double fmax = 300, fmin = 0.03;  // Hz
-  int cellsPerSite = 2;       // core columns between sites
-  int padColumns = 12;        // each side
-  double padGrowth = 1.3;     // from one padding column to the next (at most 20 km wide)
+  int cellsPerSite = 2;            // core columns between sites
+  int padColumns = 12;             // each side
+  double padGrowth = 1.3;          // from one padding column to the next (at most 20 km wide)
   int earthRows = 40;
   int airRows = 7;
-  int blockSize = 2;          // cells per model block, across and down
+  int blockSize = 2;  // cells per model block, across and down
 };
 
 struct Mt2dDemoSet {
   Mt2dBasic basic;
   Mt2dMesh mesh;
-  Mt2dModel start;                // the host everywhere
-  std::vector<double> truth;      // resistivity of every earth cell
-  Mt2dData data;                  // TETM with noise and errors
+  Mt2dModel start;            // the host everywhere
+  std::vector<double> truth;  // resistivity of every earth cell
+  Mt2dData data;              // TETM with noise and errors
 };
 
 Mt2dDemoSet makeMt2dDemoSet(const Mt2dDemoSize& size = {}, unsigned seed = 20261121);

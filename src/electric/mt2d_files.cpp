@@ -51,7 +51,8 @@ class Items {
   // The rest of the current line, or the next line that is not blank; trimmed.
   bool line(std::string& out) {
     while (line_ < lines_.size()) {
-      const std::string rest = filetext::trim(lines_[line_].substr(std::min(pos_, lines_[line_].size())));
+      const std::string rest =
+          filetext::trim(lines_[line_].substr(std::min(pos_, lines_[line_].size())));
       ++line_, pos_ = 0;
       if (!rest.empty()) {
         out = rest;
@@ -183,9 +184,12 @@ void appendCurvePair(std::string& line, const MtCurves& c, std::size_t i) {
 
 std::string modeLine(MtMode mode) {
   switch (mode) {
-    case MtMode::TE: return "TE";
-    case MtMode::TM: return "TM";
-    case MtMode::Joint: return "TETM";
+    case MtMode::TE:
+      return "TE";
+    case MtMode::TM:
+      return "TM";
+    case MtMode::Joint:
+      return "TETM";
   }
   return "TE";
 }
@@ -542,8 +546,7 @@ bool writeMt2dResult(const std::string& path, const Mt2dResult& r) {
     s += std::string(name) + kEol;
     for (int f = 0; f < nf; ++f) {
       std::vector<double> row;
-      for (int si = 0; si < ns; ++si)
-        row.push_back(v[static_cast<std::size_t>(si) * nf + f]);
+      for (int si = 0; si < ns; ++si) row.push_back(v[static_cast<std::size_t>(si) * nf + f]);
       appendValues(s, row, ns, digits);
     }
   };
@@ -576,7 +579,8 @@ MtRead<Mt2dResult> readMt2dResult(const std::string& path, bool withResponse) {
     const std::vector<std::string> w = filetext::splitBlanks(lines[0]);
     for (std::size_t i = 0; i + 1 < w.size(); ++i) {
       double v = 0;
-      if (w[i] == "Iteration" && filetext::parseDouble(w[i + 1], v)) r.iteration = static_cast<int>(v);
+      if (w[i] == "Iteration" && filetext::parseDouble(w[i + 1], v))
+        r.iteration = static_cast<int>(v);
       if (w[i] == "RMS" && filetext::parseDouble(w[i + 1], v)) r.rms = v;
     }
   }
@@ -626,11 +630,11 @@ MtRead<Mt2dResult> readMt2dResult(const std::string& path, bool withResponse) {
         if (!in.number(v[static_cast<std::size_t>(s) * nf + f], name)) return false;
     return true;
   };
-  if (hasTE(r.mode) && (!block("TE res", r.response.te.rho) ||
-                        !block("TE phase", r.response.te.phase)))
+  if (hasTE(r.mode) &&
+      (!block("TE res", r.response.te.rho) || !block("TE phase", r.response.te.phase)))
     return failed();
-  if (hasTM(r.mode) && (!block("TM res", r.response.tm.rho) ||
-                        !block("TM phase", r.response.tm.phase)))
+  if (hasTM(r.mode) &&
+      (!block("TM res", r.response.tm.rho) || !block("TM phase", r.response.tm.phase)))
     return failed();
   out.value = std::move(r);
   return out;
@@ -642,8 +646,9 @@ std::string mt2dResultName(int iteration) {
 
 std::string iterationLogLine(int iteration, double rms, double roughness, double lagrange) {
   char buf[160];
-  std::snprintf(buf, sizeof buf, "Iteration %3d   RMS= %9.4f   Roughness= %11.4E   Lagrange= %11.4E",
-                iteration, rms, roughness, lagrange);
+  std::snprintf(buf, sizeof buf,
+                "Iteration %3d   RMS= %9.4f   Roughness= %11.4E   Lagrange= %11.4E", iteration, rms,
+                roughness, lagrange);
   return buf;
 }
 

@@ -98,10 +98,10 @@ struct Mt2dBasic {
 };
 
 struct Mt2dModel {
-  std::vector<int> columnSpans;     // mesh columns per block column
-  std::vector<int> rowSpans;        // earth rows per block row
-  std::vector<double> resistivity;  // blocks, top row first, Ω·m (> 0)
-  std::vector<unsigned char> fixed; // 1 where the block is held
+  std::vector<int> columnSpans;      // mesh columns per block column
+  std::vector<int> rowSpans;         // earth rows per block row
+  std::vector<double> resistivity;   // blocks, top row first, Ω·m (> 0)
+  std::vector<unsigned char> fixed;  // 1 where the block is held
   int blockColumns() const { return static_cast<int>(columnSpans.size()); }
   int blockRows() const { return static_cast<int>(rowSpans.size()); }
   // The block of every earth cell (row-major from the surface), for a mesh of the spans' size.
@@ -169,7 +169,7 @@ struct Mt2dResult {
   int iteration = 0;
   double rms = 0;
   std::vector<double> nodePositions, nodeDepths;  // m
-  std::vector<double> log10Rho;                    // earth cells, top row first
+  std::vector<double> log10Rho;                   // earth cells, top row first
   MtMode mode = MtMode::TE;
   std::vector<double> frequencies;
   std::vector<double> sitePositions;

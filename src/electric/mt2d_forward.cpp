@@ -200,7 +200,9 @@ class ModeSolver {
 
  private:
   std::size_t cellIndex(int j, int k) const { return static_cast<std::size_t>(k) * g_.ny + j; }
-  cd value(int j, int k) const { return k == 0 ? cd(1, 0) : x_[static_cast<std::size_t>(p_.nodeAt(g_, j, k))]; }
+  cd value(int j, int k) const {
+    return k == 0 ? cd(1, 0) : x_[static_cast<std::size_t>(p_.nodeAt(g_, j, k))];
+  }
   void values(int j, int k, cd u[4]) const {
     for (int l = 0; l < 4; ++l) u[l] = value(j + (l & 1), k + (l >> 1));
   }
@@ -300,8 +302,9 @@ class ModeSolver {
     for (int s = 0; s < sites_; ++s) {
       const int js = r_.siteColumns[static_cast<std::size_t>(s)];
       const cd Z = z_[static_cast<std::size_t>(s)];
-      const cd scaleR = mode_ == Polarisation::TE ? -Z / flux_[static_cast<std::size_t>(s)]
-                                                  : cd(1.0 / halfWidth_[static_cast<std::size_t>(s)], 0);
+      const cd scaleR = mode_ == Polarisation::TE
+                            ? -Z / flux_[static_cast<std::size_t>(s)]
+                            : cd(1.0 / halfWidth_[static_cast<std::size_t>(s)], 0);
       if (mode_ == Polarisation::TE)
         lambda[static_cast<std::size_t>(p_.nodeAt(g_, js, ks)) * sites_ + s] += Z / value(js, ks);
       for (int side = 0; side < 2; ++side) {

@@ -357,11 +357,9 @@ class Mt2dProblem {
       r.cellParameter = cellParameter_;
       r.parameters = parameters_;
     }
-    if (hasTE(s_.mode) &&
-        !forwardMode(r, Polarisation::TE, e.te, J ? &e.jte : nullptr, progress))
+    if (hasTE(s_.mode) && !forwardMode(r, Polarisation::TE, e.te, J ? &e.jte : nullptr, progress))
       return false;
-    if (hasTM(s_.mode) &&
-        !forwardMode(r, Polarisation::TM, e.tm, J ? &e.jtm : nullptr, progress))
+    if (hasTM(s_.mode) && !forwardMode(r, Polarisation::TM, e.tm, J ? &e.jtm : nullptr, progress))
       return false;
     double sum = 0;
     for (const Datum& d : data_) sum += std::pow(residual(d, e) / d.error, 2);
@@ -379,7 +377,8 @@ class Mt2dProblem {
 
   Eigen::VectorXd residuals(const Evaluation& e) const {
     Eigen::VectorXd r(static_cast<Eigen::Index>(data_.size()));
-    for (std::size_t i = 0; i < data_.size(); ++i) r[static_cast<Eigen::Index>(i)] = residual(data_[i], e);
+    for (std::size_t i = 0; i < data_.size(); ++i)
+      r[static_cast<Eigen::Index>(i)] = residual(data_[i], e);
     return r;
   }
   Eigen::VectorXd errors() const {
@@ -476,16 +475,17 @@ Mt2dInversionOutcome invertMt2d(const Mt2dInversionSetup& s,
     in.log10Mu = log10Mu;
     std::vector<std::pair<Eigen::VectorXd, Mt2dProblem::Evaluation>> tried;
     int stage = 3;
-    const OccamStepResult step = occamStep(in, [&](const Eigen::VectorXd& trial) -> std::optional<double> {
-      Mt2dProblem::Evaluation e;
-      if (!problem.evaluate(trial, e, nullptr, &pump)) return std::nullopt;
-      tried.emplace_back(trial, e);
-      if (progress) {
-        stage = std::min(stage + 1, kStagesPerIteration - 1);
-        progress->setValue(static_cast<std::int64_t>(it - 1) * kStagesPerIteration + stage);
-      }
-      return e.rms;
-    });
+    const OccamStepResult step =
+        occamStep(in, [&](const Eigen::VectorXd& trial) -> std::optional<double> {
+          Mt2dProblem::Evaluation e;
+          if (!problem.evaluate(trial, e, nullptr, &pump)) return std::nullopt;
+          tried.emplace_back(trial, e);
+          if (progress) {
+            stage = std::min(stage + 1, kStagesPerIteration - 1);
+            progress->setValue(static_cast<std::int64_t>(it - 1) * kStagesPerIteration + stage);
+          }
+          return e.rms;
+        });
     if (step.stopped) {
       out.message = "反演计算被中止";
       break;

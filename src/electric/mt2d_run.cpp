@@ -38,16 +38,18 @@ void moveResultFile(const fs::path& from, const fs::path& to) {
 
 std::string fieldFileName(MtMode mode) {
   switch (mode) {
-    case MtMode::TE: return "Field.te";
-    case MtMode::TM: return "Field.tm";
-    case MtMode::Joint: return "Field.tetm";
+    case MtMode::TE:
+      return "Field.te";
+    case MtMode::TM:
+      return "Field.tm";
+    case MtMode::Joint:
+      return "Field.tetm";
   }
   return "Field.te";
 }
 
 MtRead<Mt2dInversionSetup> loadMt2dRun(const std::string& basicFile, const std::string& gridsFile,
-                                       const std::string& modelFile,
-                                       const std::string& pointFile) {
+                                       const std::string& modelFile, const std::string& pointFile) {
   MtRead<Mt2dInversionSetup> out;
   const auto basic = readMt2dBasic(basicFile);
   if (!basic) {
@@ -73,11 +75,13 @@ MtRead<Mt2dInversionSetup> loadMt2dRun(const std::string& basicFile, const std::
   const Mt2dMesh& m = *mesh.value;
   const Mt2dData& d = *points.value;
   if (b.horizontalNodes != m.columns() + 1)
-    out.message = mismatch("水平网格节点数目", b.horizontalNodes, m.columns() + 1, "网格剖分数据文件");
+    out.message =
+        mismatch("水平网格节点数目", b.horizontalNodes, m.columns() + 1, "网格剖分数据文件");
   else if (b.airNodes != m.airRows())
     out.message = mismatch("空中垂直网格节点数目", b.airNodes, m.airRows(), "网格剖分数据文件");
   else if (b.earthNodes != m.earthRows() + 1)
-    out.message = mismatch("地下垂直网格节点数目", b.earthNodes, m.earthRows() + 1, "网格剖分数据文件");
+    out.message =
+        mismatch("地下垂直网格节点数目", b.earthNodes, m.earthRows() + 1, "网格剖分数据文件");
   else if (b.sites != d.siteCount())
     out.message = mismatch("测点数目", b.sites, d.siteCount(), "测点路径数据文件");
   else if (b.frequencies != d.frequencyCount())
@@ -103,8 +107,7 @@ MtRead<Mt2dInversionSetup> loadMt2dRun(const std::string& basicFile, const std::
 int collectMt2dOutputs(const std::string& workingDirectory, const std::string& targetDirectory) {
   for (MtMode mode : {MtMode::TE, MtMode::TM, MtMode::Joint}) {
     const fs::path src = inDirectory(workingDirectory, fieldFileName(mode));
-    if (lengthOf(src) > 0)
-      moveResultFile(src, inDirectory(targetDirectory, fieldFileName(mode)));
+    if (lengthOf(src) > 0) moveResultFile(src, inDirectory(targetDirectory, fieldFileName(mode)));
   }
   const fs::path log = inDirectory(workingDirectory, kIterationLog);
   const int n = countIterationLines(log.string());

@@ -81,9 +81,11 @@ std::vector<XyzLine> modelProfileLines(const Mt2dResult& r, LengthUnit unit) {
   for (int row = 0; row < r.rows(); ++row)
     for (int c = 0; c < r.columns(); ++c) {
       const double x = (r.nodePositions[static_cast<std::size_t>(c)] +
-                        r.nodePositions[static_cast<std::size_t>(c) + 1]) / 2;
+                        r.nodePositions[static_cast<std::size_t>(c) + 1]) /
+                       2;
       const double z = (r.nodeDepths[static_cast<std::size_t>(row)] +
-                        r.nodeDepths[static_cast<std::size_t>(row) + 1]) / 2;
+                        r.nodeDepths[static_cast<std::size_t>(row) + 1]) /
+                       2;
       const double v = r.log10Rho[static_cast<std::size_t>(row) * r.columns() + c];
       out.push_back({x * k, -z * k, std::pow(10.0, v)});
     }
@@ -108,8 +110,8 @@ std::string profileTitle(int iteration) {
 }
 
 bool writePseudoSection(const std::string& path, const std::vector<double>& sitePositions,
-                        const std::vector<double>& frequencies, const MtCurves& curves,
-                        bool phase, LengthUnit unit, const std::string& title) {
+                        const std::vector<double>& frequencies, const MtCurves& curves, bool phase,
+                        LengthUnit unit, const std::string& title) {
   const std::vector<XyzLine> lines =
       pseudoSectionLines(sitePositions, frequencies, curves, phase, unit);
   if (!writeLines(path, lines)) return false;

@@ -48,12 +48,13 @@ std::string pictureBeside(const std::string& xyzPath);
 // The window's jobs: the text file and the picture beside it. False when the text file cannot
 // be written (a picture that cannot be written is not an error of the job).
 bool writePseudoSection(const std::string& path, const std::vector<double>& sitePositions,
-                        const std::vector<double>& frequencies, const MtCurves& curves,
-                        bool phase, LengthUnit unit, const std::string& title);
+                        const std::vector<double>& frequencies, const MtCurves& curves, bool phase,
+                        LengthUnit unit, const std::string& title);
 bool writeModelProfile(const std::string& path, const Mt2dResult& r, LengthUnit unit,
                        const std::string& title);
 
-// Titles of the pictures: "TE 视电阻率拟断面", "反演后 TM 相位拟断面", "反演电阻率剖面 (第 3 次迭代)".
+// Titles of the pictures: "TE 视电阻率拟断面", "反演后 TM 相位拟断面", "反演电阻率剖面 (第 3
+// 次迭代)".
 std::string sectionTitle(Polarisation mode, bool phase, bool inverted);
 std::string profileTitle(int iteration);
 

@@ -56,7 +56,8 @@ void LdltSymbolic::analyse(int size, const int* ap, const int* ai) {
   }
   colPtr.assign(static_cast<std::size_t>(n) + 1, 0);
   for (int k = 0; k < n; ++k)
-    colPtr[static_cast<std::size_t>(k) + 1] = colPtr[static_cast<std::size_t>(k)] + count[static_cast<std::size_t>(k)];
+    colPtr[static_cast<std::size_t>(k) + 1] =
+        colPtr[static_cast<std::size_t>(k)] + count[static_cast<std::size_t>(k)];
 }
 
 LdltFactor::LdltFactor(const LdltSymbolic& s)

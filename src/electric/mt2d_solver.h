@@ -38,7 +38,9 @@ struct LdltSymbolic {
   std::vector<int> colPtr;  // columns of L
   // From the pattern of A: column pointers and row indices (both triangles, columns sorted).
   void analyse(int n, const int* aColPtr, const int* aRow);
-  std::size_t factorEntries() const { return colPtr.empty() ? 0 : static_cast<std::size_t>(colPtr.back()); }
+  std::size_t factorEntries() const {
+    return colPtr.empty() ? 0 : static_cast<std::size_t>(colPtr.back());
+  }
 };
 
 class LdltFactor {

@@ -55,8 +55,8 @@ TEST_F(CliMt2d, ForwardInvertAndSections) {
     EXPECT_NEAR(flat.value->tm.phase[i], 45.0, 0.01);
   }
 
-  r = cli("invert --basic " + tmp_.file("s.mt1") + " --grids " + tmp_.file("s.mt2") +
-          " --model " + tmp_.file("s.mt3") + " --points " + tmp_.file("s.mt4"));
+  r = cli("invert --basic " + tmp_.file("s.mt1") + " --grids " + tmp_.file("s.mt2") + " --model " +
+          tmp_.file("s.mt3") + " --points " + tmp_.file("s.mt4"));
   ASSERT_EQ(r.status, 0) << r.out;
   EXPECT_NE(r.out.find("Iteration   1"), std::string::npos);
   EXPECT_TRUE(fs::exists(tmp_.file("Field.tetm")));
@@ -113,7 +113,7 @@ TEST(Mt2dDataInput, TableRowsBecomeOneModesPointData) {
   EXPECT_EQ(d.value->frequencies, (std::vector<double>{10, 1}));
   EXPECT_DOUBLE_EQ(d.value->tm.rho[1], 60);
   EXPECT_FALSE(isMeasured(d.value->tm.rho[3]));  // A at 1 Hz
-  EXPECT_DOUBLE_EQ(d.value->tm.phase[2], 45);     // −135° of Zyx folded
+  EXPECT_DOUBLE_EQ(d.value->tm.phase[2], 45);    // −135° of Zyx folded
   EXPECT_EQ(pointDataFromTable(db, f, MtMode::Joint).message, kMsgWrongMode);
 
   Mt2dData te = *d.value;

@@ -57,8 +57,9 @@ std::vector<double> cellResistivity(const Mt2dMesh& m, F rhoAt) {
   rho.reserve(static_cast<std::size_t>(m.earthCells()));
   for (int r = 0; r < m.earthRows(); ++r)
     for (int c = 0; c < m.columns(); ++c)
-      rho.push_back(rhoAt((y[static_cast<std::size_t>(c)] + y[static_cast<std::size_t>(c) + 1]) / 2,
-                          (z[static_cast<std::size_t>(r)] + z[static_cast<std::size_t>(r) + 1]) / 2));
+      rho.push_back(
+          rhoAt((y[static_cast<std::size_t>(c)] + y[static_cast<std::size_t>(c) + 1]) / 2,
+                (z[static_cast<std::size_t>(r)] + z[static_cast<std::size_t>(r) + 1]) / 2));
   return rho;
 }
 

@@ -41,9 +41,9 @@ class Mt2dFiles : public ::testing::Test, protected test::ScratchFiles {
 
 TEST_F(Mt2dFiles, EveryInputReadsBackAsWritten) {
   Mt2dDemoSet s = tinySet();
-  s.start.fixed[1] = 1;                  // a block held
-  s.data.sites[2].name = "测点 3, 北";    // GBK, a blank and a comma inside the quotes
-  s.data.te.rho[5] = -1;                 // not measured
+  s.start.fixed[1] = 1;                 // a block held
+  s.data.sites[2].name = "测点 3, 北";  // GBK, a blank and a comma inside the quotes
+  s.data.te.rho[5] = -1;                // not measured
   writeSet(s, "a");
   EXPECT_EQ(mtFirstLine(path("a.mt4")), kMt4Tag);
   // The names are GBK on disk.
@@ -139,8 +139,8 @@ TEST_F(Mt2dFiles, OutputsReadBackAsWritten) {
 
   EXPECT_EQ(mt2dResultName(3), "Mt2DInvOut.03");
   EXPECT_EQ(mt2dResultName(10), "Mt2DInvOut.10");
-  put("Iteration.log", iterationLogLine(1, 3.5, 12, 100) + "\r\n\r\n" +
-                           iterationLogLine(2, 1.0, 15, 30) + "\r\n");
+  put("Iteration.log",
+      iterationLogLine(1, 3.5, 12, 100) + "\r\n\r\n" + iterationLogLine(2, 1.0, 15, 30) + "\r\n");
   EXPECT_EQ(countIterationLines(path("Iteration.log")), 2);
 }
 
@@ -150,7 +150,8 @@ TEST_F(Mt2dFiles, BrokenFilesAreRefusedByName) {
   put("tag.mt2", std::string(kMt1Tag) + "\r\n3,1,1,1,3,3\r\n");
   EXPECT_EQ(readMt2dGrids(path("tag.mt2")).message, "您读入的网格剖分数据文件不正确，请重新确认！");
   EXPECT_EQ(readMt2dModel(path("tag.mt1")).message, "您读入的初始模型数据文件不正确，请重新确认！");
-  EXPECT_EQ(readMt2dPoints(path("tag.mt1")).message, "您读入的测点路径数据文件不正确，请重新确认！");
+  EXPECT_EQ(readMt2dPoints(path("tag.mt1")).message,
+            "您读入的测点路径数据文件不正确，请重新确认！");
 
   // A count far beyond the limits is refused before anything is made of it.
   put("huge.mt2", std::string(kMt2Tag) + "\n999999999,2,3\n0\n");
@@ -229,9 +230,8 @@ TEST_F(Mt2dFiles, LibraryRunLeavesItsOutputsAndTheWindowMovesThem) {
   const std::string run = path("run"), target = path("2DMT");
   std::filesystem::create_directories(target);
   test::writeFile(run + "/mt2dinvout.7", "stale");  // the library clears its own leftovers
-  const closed::Mt2dCallResult r = closed::mt2dInverse(path("t.mt1"), path("t.mt2"),
-                                                       path("t.mt3"), path("t.mt4"), run,
-                                                       noProgress());
+  const closed::Mt2dCallResult r = closed::mt2dInverse(path("t.mt1"), path("t.mt2"), path("t.mt3"),
+                                                       path("t.mt4"), run, noProgress());
   ASSERT_TRUE(r.ok) << r.message;
   ASSERT_EQ(r.iterations, 2);
   EXPECT_FALSE(std::filesystem::exists(run + "/mt2dinvout.7"));

@@ -19,8 +19,8 @@ using testing::layeredImpedance;
 using testing::paddedMesh;
 
 ModeResponse run(const Mt2dMesh& mesh, const std::vector<double>& rho,
-                 const std::vector<double>& freqs, const std::vector<int>& sites,
-                 Polarisation mode, int threads = 0) {
+                 const std::vector<double>& freqs, const std::vector<int>& sites, Polarisation mode,
+                 int threads = 0) {
   Mt2dForwardRequest r;
   r.mesh = &mesh;
   r.resistivity = rho;
@@ -35,7 +35,8 @@ ModeResponse run(const Mt2dMesh& mesh, const std::vector<double>& rho,
 std::vector<double> decades(double hi, double lo, int perDecade) {
   std::vector<double> f;
   const int n = static_cast<int>(std::round(std::log10(hi / lo) * perDecade));
-  for (int i = 0; i <= n; ++i) f.push_back(hi * std::pow(10.0, -static_cast<double>(i) / perDecade));
+  for (int i = 0; i <= n; ++i)
+    f.push_back(hi * std::pow(10.0, -static_cast<double>(i) / perDecade));
   return f;
 }
 
@@ -136,8 +137,8 @@ TEST(Mt2dForward, VerticalContactHoldsItsExactConditions) {
 // A conductive block centred under a mesh symmetric about y = 0: mirror sites read alike, and
 // two threads give the one thread's numbers to the last bit.
 TEST(Mt2dForward, CentredBlockIsSymmetricAndThreadsDoNotChangeTheNumbers) {
-  const Mt2dMesh mesh = paddedMesh(20, 100, 10, 1.4, gradedCells(20, 1.25, 40e3),
-                                   gradedCells(50, 2.5, 80e3));
+  const Mt2dMesh mesh =
+      paddedMesh(20, 100, 10, 1.4, gradedCells(20, 1.25, 40e3), gradedCells(50, 2.5, 80e3));
   const std::vector<double> rho = cellResistivity(mesh, [](double y, double z) {
     return std::abs(y) < 400 && z > 200 && z < 700 ? 2.0 : 200.0;
   });

@@ -96,7 +96,8 @@ TEST(OccamStep, LinearProblemMeetsTheTargetWithTheLargestMultiplier) {
   const int N = 30, M = 20;
   Eigen::MatrixXd G(N, M);
   for (int i = 0; i < N; ++i)
-    for (int j = 0; j < M; ++j) G(i, j) = std::exp(-std::pow((i / double(N) - j / double(M)) * 6, 2));
+    for (int j = 0; j < M; ++j)
+      G(i, j) = std::exp(-std::pow((i / double(N) - j / double(M)) * 6, 2));
   Eigen::VectorXd truth(M);
   for (int j = 0; j < M; ++j) truth[j] = std::sin(j / 3.0);
   Eigen::VectorXd noise(N);
@@ -122,8 +123,8 @@ TEST(OccamStep, LinearProblemMeetsTheTargetWithTheLargestMultiplier) {
   EXPECT_NEAR(r.rms, 1.0, 0.02);
   EXPECT_LE(r.rms, 1.0);
   // The model at a multiplier a little larger fits worse than the target.
-  Eigen::MatrixXd A = G.transpose() * (1 / 0.0025) * G +
-                      std::pow(10.0, r.log10Mu + 0.1) * in.roughness;
+  Eigen::MatrixXd A =
+      G.transpose() * (1 / 0.0025) * G + std::pow(10.0, r.log10Mu + 0.1) * in.roughness;
   const Eigen::VectorXd smoother = A.ldlt().solve(G.transpose() * (1 / 0.0025) * d);
   EXPECT_GT(rms(smoother), 1.0);
   EXPECT_NEAR(r.roughness, r.m.dot(in.roughness * r.m), 1e-9);
@@ -182,7 +183,8 @@ TEST(Mt2dInversion, SmallTwoBlockSectionReachesItsTarget) {
     int c = 0, r = 0;
     while (y[c + 1] < yy) ++c;
     while (d[r + 1] < zz) ++r;
-    return std::pow(10.0, reports.back().cellLog10Rho[static_cast<std::size_t>(r) * s.mesh.columns() + c]);
+    return std::pow(
+        10.0, reports.back().cellLog10Rho[static_cast<std::size_t>(r) * s.mesh.columns() + c]);
   };
   EXPECT_LT(at(-2250, 1200), 30.0);
   EXPECT_GT(at(2250, 1800), 200.0);

@@ -131,8 +131,8 @@ TEST_F(Mt2dWindows, RunMovesTheOutputsAndTheGraphMenusWriteSections) {
   EXPECT_EQ(boxes.texts[0], "请您选择大地电磁二维反演程序基本信息数据文件！");
   {
     ModalScript script({answer("t.mt1"), answer("t.mt2"), answer("t.mt3"), answer("t.mt4")});
-    for (QPushButton* b : {w.Cmd_BasedInfoFile, w.Cmd_GridsInfoFile, w.Cmd_ModelInfoFile,
-                           w.Cmd_PointInfoFile})
+    for (QPushButton* b :
+         {w.Cmd_BasedInfoFile, w.Cmd_GridsInfoFile, w.Cmd_ModelInfoFile, w.Cmd_PointInfoFile})
       b->click();
   }
   w.Text_nFreq->clear();
@@ -149,7 +149,8 @@ TEST_F(Mt2dWindows, RunMovesTheOutputsAndTheGraphMenusWriteSections) {
   // Original data: the joint field file gives the TE file, then the TM file.
   std::vector<std::string> titles;
   {
-    ModalScript script({answer("Field.tetm", &titles), answer("ote", &titles), answer("otm", &titles)});
+    ModalScript script(
+        {answer("Field.tetm", &titles), answer("ote", &titles), answer("otm", &titles)});
     w.findChild<QAction*>("mnuOriResSection")->trigger();
   }
   ASSERT_EQ(titles.size(), 3u);

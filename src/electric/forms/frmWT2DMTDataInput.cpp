@@ -76,11 +76,12 @@ frmWT2DMTDataInput::frmWT2DMTDataInput(QWidget* parent, int mode) : QDialog(pare
 
   auto* fields = new QGroupBox(QString::fromUtf8("数据项"), this);
   auto* fl = new QGridLayout(fields);
-  const char* labels[7] = {"测点名", "测点距离(米)", "频率(Hz)", "视电阻率", "相位(度)",
-                           "视电阻率误差(%)", "相位误差(度)"};
-  const char* names[7] = {"cboPoint", "cboDist", "cboFreq", "cboRes",
+  const char* labels[7] = {"测点名",   "测点距离(米)",    "频率(Hz)",    "视电阻率",
+                           "相位(度)", "视电阻率误差(%)", "相位误差(度)"};
+  const char* names[7] = {"cboPoint", "cboDist",   "cboFreq",  "cboRes",
                           "cboPhase", "cboResErr", "cboPhaErr"};
-  QComboBox** combos[7] = {&cboPoint, &cboDist, &cboFreq, &cboRes, &cboPhase, &cboResErr, &cboPhaErr};
+  QComboBox** combos[7] = {&cboPoint, &cboDist,   &cboFreq,  &cboRes,
+                           &cboPhase, &cboResErr, &cboPhaErr};
   for (int i = 0; i < 7; ++i) {
     fl->addWidget(new QLabel(QString::fromUtf8(labels[i]), fields), i, 0);
     *combos[i] = named(new QComboBox(fields), names[i]);
@@ -244,15 +245,15 @@ void frmWT2DMTDataInput::joinFiles() {
 }
 
 namespace {
-const ToolWindowRegistrar registerDataInput{
-    "frmWT2DMTDataInput", [](QWidget* parent, int mode) -> QWidget* {
-      auto* w = new frmWT2DMTDataInput(parent, mode);
-      if (!w->load()) {
-        delete w;
-        return nullptr;
-      }
-      return w;
-    }};
+const ToolWindowRegistrar registerDataInput{"frmWT2DMTDataInput",
+                                            [](QWidget* parent, int mode) -> QWidget* {
+                                              auto* w = new frmWT2DMTDataInput(parent, mode);
+                                              if (!w->load()) {
+                                                delete w;
+                                                return nullptr;
+                                              }
+                                              return w;
+                                            }};
 }  // namespace
 
 }  // namespace sarnoth::gui

@@ -109,8 +109,8 @@ frmWT2DMTInversion::frmWT2DMTInversion(QWidget* parent) : QDialog(parent) {
   Text_uGrid = countBox(counts, "Text_uGrid");
   Text_hGrid = countBox(counts, "Text_hGrid");
   Text_dGrid = countBox(counts, "Text_dGrid");
-  const char* countLabels[5] = {"测点数目", "频点数目", "空中垂直网格节点数目",
-                                "水平网格节点数目", "地下垂直网格节点数目"};
+  const char* countLabels[5] = {"测点数目", "频点数目", "空中垂直网格节点数目", "水平网格节点数目",
+                                "地下垂直网格节点数目"};
   QLineEdit* countBoxes[5] = {Text_nSite, Text_nFreq, Text_uGrid, Text_hGrid, Text_dGrid};
   for (int i = 0; i < 5; ++i) {
     cl->addWidget(new QLabel(QString::fromUtf8(countLabels[i]), counts), i, 0);
@@ -137,7 +137,8 @@ frmWT2DMTInversion::frmWT2DMTInversion(QWidget* parent) : QDialog(parent) {
   Cmd_Cancel = named(new QPushButton(QString::fromUtf8("退出反演"), this), "Cmd_Cancel");
   Cmd_DataTrans = named(new QPushButton(QString::fromUtf8("数据转换"), this), "Cmd_DataTrans");
   Cmd_DataGraph = named(new QPushButton(QString::fromUtf8("数据成图"), this), "Cmd_DataGraph");
-  for (QPushButton* b : {Cmd_OK, Cmd_Cancel, Cmd_DataTrans, Cmd_DataGraph}) b->setAutoDefault(false);
+  for (QPushButton* b : {Cmd_OK, Cmd_Cancel, Cmd_DataTrans, Cmd_DataGraph})
+    b->setAutoDefault(false);
   prbInverse = named(new QProgressBar(this), "prbInverse");
   prbInverse->setTextVisible(false);
 
@@ -163,10 +164,12 @@ frmWT2DMTInversion::frmWT2DMTInversion(QWidget* parent) : QDialog(parent) {
 
   connect(Cmd_OK, &QPushButton::clicked, this, &frmWT2DMTInversion::Cmd_OK_Click);
   connect(Cmd_Cancel, &QPushButton::clicked, this, &QDialog::close);
-  connect(Cmd_DataTrans, &QPushButton::clicked, this,
-          [this] { mnuDataTrans->popup(Cmd_DataTrans->mapToGlobal(QPoint(0, Cmd_DataTrans->height()))); });
-  connect(Cmd_DataGraph, &QPushButton::clicked, this,
-          [this] { mnuDataGraph->popup(Cmd_DataGraph->mapToGlobal(QPoint(0, Cmd_DataGraph->height()))); });
+  connect(Cmd_DataTrans, &QPushButton::clicked, this, [this] {
+    mnuDataTrans->popup(Cmd_DataTrans->mapToGlobal(QPoint(0, Cmd_DataTrans->height())));
+  });
+  connect(Cmd_DataGraph, &QPushButton::clicked, this, [this] {
+    mnuDataGraph->popup(Cmd_DataGraph->mapToGlobal(QPoint(0, Cmd_DataGraph->height())));
+  });
 
   auto* right = new QVBoxLayout;
   right->addWidget(modes);
@@ -249,8 +252,8 @@ void frmWT2DMTInversion::Cmd_OK_Click() {
     }
   }
   QLineEdit* const countBoxes[5] = {Text_nSite, Text_nFreq, Text_uGrid, Text_hGrid, Text_dGrid};
-  const char* countLabels[5] = {"测点数目", "频点数目", "空中垂直网格节点数目",
-                                "水平网格节点数目", "地下垂直网格节点数目"};
+  const char* countLabels[5] = {"测点数目", "频点数目", "空中垂直网格节点数目", "水平网格节点数目",
+                                "地下垂直网格节点数目"};
   int counts[5];
   for (int i = 0; i < 5; ++i) {
     bool ok = false;
@@ -320,8 +323,9 @@ void frmWT2DMTInversion::originalSections(bool phase) {
   for (Polarisation pol : {Polarisation::TE, Polarisation::TM}) {
     const bool te = pol == Polarisation::TE;
     if (te ? !hasTE(f.value->data.mode) : !hasTM(f.value->data.mode)) continue;
-    const std::string title = std::string("请输入您要保存的") + (te ? "TE" : "TM") +
-                              (phase ? "反演模式相位拟断面数据文件名" : "反演模式视电阻率拟断面数据文件名");
+    const std::string title =
+        std::string("请输入您要保存的") + (te ? "TE" : "TM") +
+        (phase ? "反演模式相位拟断面数据文件名" : "反演模式视电阻率拟断面数据文件名");
     const std::string out = saveName(title);
     if (out.empty()) return;
     if (!writePseudoSection(gWorkPath + kDir + out, pos, f.value->data.frequencies,
@@ -334,8 +338,8 @@ void frmWT2DMTInversion::originalSections(bool phase) {
 }
 
 std::string frmWT2DMTInversion::resultFile() {
-  const int pass = inversePass_ > 0 ? inversePass_
-                                    : countIterationLines(gWorkPath + kDir + kIterationLog);
+  const int pass =
+      inversePass_ > 0 ? inversePass_ : countIterationLines(gWorkPath + kDir + kIterationLog);
   if (pass <= 0) {
     say(this, kMsgNoIterations);
     return {};
@@ -356,8 +360,8 @@ void frmWT2DMTInversion::resultSections(int kind) {
   const LengthUnit unit = Option_Kilometre->isChecked() ? LengthUnit::Kilometre : LengthUnit::Metre;
   if (kind == 0) {
     const std::string out = saveName("请输入您要保存的反演后的电阻率剖面数据文件名");
-    if (!out.empty() &&
-        !writeModelProfile(gWorkPath + kDir + out, *r.value, unit, profileTitle(r.value->iteration)))
+    if (!out.empty() && !writeModelProfile(gWorkPath + kDir + out, *r.value, unit,
+                                           profileTitle(r.value->iteration)))
       say(this, "文件无法写入: " + out, Icon::Warning);
     return;
   }
@@ -367,8 +371,8 @@ void frmWT2DMTInversion::resultSections(int kind) {
     const bool te = pol == Polarisation::TE;
     if (te ? !hasTE(r.value->mode) : !hasTM(r.value->mode)) continue;
     const std::string what = phase ? "相位拟断面数据文件名" : "视电阻率拟断面数据文件名";
-    const std::string title = std::string("请输入您要保存的反演后的") +
-                              (joint ? (te ? "TE模式" : "TM模式") : "") + what;
+    const std::string title =
+        std::string("请输入您要保存的反演后的") + (joint ? (te ? "TE模式" : "TM模式") : "") + what;
     const std::string out = saveName(title);
     if (out.empty()) return;
     if (!writePseudoSection(gWorkPath + kDir + out, r.value->sitePositions, r.value->frequencies,
@@ -389,14 +393,22 @@ void frmWT2DMTInversion::openDataInput(int mode) {
 }
 
 void frmWT2DMTInversion::runMenu(const std::string& name) {
-  if (name == "mnuOriResSection") originalSections(false);
-  else if (name == "mnuOriPhaSection") originalSections(true);
-  else if (name == "mnuInvResProfile") resultSections(0);
-  else if (name == "mnuInvResSection") resultSections(1);
-  else if (name == "mnuInvPhaSection") resultSections(2);
-  else if (name == "mnuDataTransTE") openDataInput(1);
-  else if (name == "mnuDataTransTM") openDataInput(2);
-  else if (name == "mnuDataTransUN") openDataInput(3);
+  if (name == "mnuOriResSection")
+    originalSections(false);
+  else if (name == "mnuOriPhaSection")
+    originalSections(true);
+  else if (name == "mnuInvResProfile")
+    resultSections(0);
+  else if (name == "mnuInvResSection")
+    resultSections(1);
+  else if (name == "mnuInvPhaSection")
+    resultSections(2);
+  else if (name == "mnuDataTransTE")
+    openDataInput(1);
+  else if (name == "mnuDataTransTM")
+    openDataInput(2);
+  else if (name == "mnuDataTransUN")
+    openDataInput(3);
   else if (name == "mnuInverseTimes") {
     frmWT2DMTInveTimes dlg(this);
     if (dlg.load() && dlg.exec() == QDialog::Accepted && dlg.chosen > 0) inversePass_ = dlg.chosen;
