@@ -1,10 +1,13 @@
 // dc2d forward|invert: the 2-D resistivity/IP section of a data file (*.pm?, *.pg?, *.p2? …
 // *.so?) — the mesh, the finite-element forward or the inversion — with the result data file
 // the control saves, and optionally the section-mesh data file and the pictures.
+#include <cstdio>
 #include <iostream>
 
 #include "cli/cli.h"
 #include "display/chart_image.h"
+#include "electric/dc2d_auto.h"
+#include "electric/dc2d_field.h"
 #include "electric/dc2d_session.h"
 #include "workarea/file_text.h"
 #include "workarea/text_codec.h"
@@ -12,9 +15,54 @@
 namespace sarnoth::cli {
 namespace {
 
+// dc2d auto: the measured sections one after another, each with the parameters its data give
+// unless the options set them.
+int runDc2dAuto(Args& a) {
+  using namespace sarnoth::electric;
+  if (a.positional.size() < 2)
+    return failWith("usage: sarnoth-cli dc2d auto FILE.hd?... [--terrain T.ter] [--outdir DIR]");
+  std::vector<XZ> terrain;
+  std::string error;
+  if (a.has("terrain") && !readTerrainFile(a.get("terrain"), terrain, error))
+    return failWith(error);
+  std::string outdir = a.get("outdir");
+  if (!outdir.empty() && outdir.back() != '/') outdir += '/';
+  int failed = 0;
+  for (std::size_t i = 1; i < a.positional.size(); ++i) {
+    const std::string& path = a.positional[i];
+    Dc2dFile f;
+    if (!loadDc2dAuto(path, terrain, f, error)) {
+      std::cerr << path << ": " << error << "\n";
+      ++failed;
+      continue;
+    }
+    Dc2dAutoSettings st = dc2dAutoDefaults(f);
+    if (a.has("iterations")) st.iterations = static_cast<int>(a.getInt("iterations", -1));
+    if (a.has("error")) st.errorPercent = a.getDouble("error", -1);
+    if (a.has("cells")) st.cellsPerSpacing = static_cast<int>(a.getInt("cells", -1));
+    Dc2dAutoRun run;
+    CliProgress progress("反演计算");
+    const Outcome o = runDc2dAuto(f, st, run, progress, static_cast<int>(a.getInt("threads", 0)));
+    if (!o) {
+      std::cerr << path << ": " << o.message << "\n";
+      ++failed;
+      continue;
+    }
+    std::string base = path.substr(path.find_last_of('/') + 1);
+    base = base.substr(0, base.find_last_of('.'));
+    const std::string stem =
+        (outdir.empty() ? path.substr(0, path.find_last_of('/') + 1) : outdir) + base;
+    if (!writeDc2dAutoRun(run, stem, true, error)) return failWith(error);
+    std::printf("%s\t%s\t误差 %.2f %%\t迭代 %d\t网格 %d\n", path.c_str(), o.message.c_str(),
+                st.errorPercent, st.iterations, st.cellsPerSpacing);
+  }
+  return failed ? 1 : 0;
+}
+
 int runDc2d(Args& a) {
   using namespace sarnoth::electric;
   const std::string job = a.pos(0), file = a.pos(1);
+  if (job == "auto") return runDc2dAuto(a);
   if ((job != "forward" && job != "invert") || file.empty())
     return failWith("usage: sarnoth-cli dc2d forward|invert FILE -o OUT [--iterations N]");
   Dc2dSession s;
@@ -69,6 +117,10 @@ CommandRegistrar reg{
      "sarnoth-cli dc2d forward FILE -o OUT.dat [--mesh MESH.dat] [--image PIC.png]\n"
      "sarnoth-cli dc2d invert FILE -o OUT.dat [--iterations N] [--mesh MESH.dat]\n"
      "                        [--image PIC.png]\n"
+     "sarnoth-cli dc2d auto FILE.hd2|.hd3|.hd4|.hdo ... [--terrain T.ter] [--outdir DIR]\n"
+     "                        [--iterations N] [--error PERCENT] [--cells N]\n"
+     "  auto inverts measured sections one after another with parameters from their data and\n"
+     "  writes NAME_inv.dat, NAME_mod.sec, NAME_ps.sec, NAME_mod.png and NAME_ps.png.\n"
      "  FILE is a data file of one of the ten devices (*.pm1 … *.so8); forward files\n"
      "  carry the model regions. OUT is the result data file (without -o: stdout).\n"
      "  --cells N   mesh columns to an electrode spacing (default 4)\n"

@@ -4,7 +4,10 @@
 #include <filesystem>
 #include <random>
 
+#include "electric/dc2d_field.h"
 #include "electric/dc2d_forward.h"
+#include "workarea/file_text.h"
+#include "workarea/text_codec.h"
 
 namespace sarnoth::electric {
 
@@ -99,6 +102,23 @@ Outcome writeDemoDc2d(const std::string& workPath, unsigned seed) {
   sym.hasModel = true;
   if (!writeDc2dFile(dir + "demo_dc2d.s42", sym))
     return Outcome::failure("文件无法写入: demo_dc2d.s42");
+
+  // The measured files of the automatic inversion and the topographic correction: the
+  // dipole-dipole data as a measured section, a hill along the profile, and the two together.
+  Dc2dFile measured = inv;
+  measured.name = "演示剖面 偶极偶极实测";
+  std::vector<XZ> hill;
+  for (int k = -2; k <= 31; ++k) {
+    const double x = 10.0 * k;
+    hill.push_back({x, 50 + 6 * std::exp(-std::pow((x - 145) / 60, 2))});
+  }
+  Dc2dFile topo = measured;
+  topo.survey.terrain = hill;
+  using filetext::writeWholeFile;
+  if (!writeWholeFile(dir + "demo_dc2d.hdo", utf8ToGbk(formatMeasuredFile(measured))) ||
+      !writeWholeFile(dir + "demo_dc2d.ter", utf8ToGbk(formatTerrainFile(hill))) ||
+      !writeWholeFile(dir + "demo_dc2d.top", utf8ToGbk(formatTopoFile(topo))))
+    return Outcome::failure("文件无法写入: demo_dc2d.hdo");
   return Outcome::success();
 }
 

@@ -6,6 +6,9 @@
 //                            (computed on a coarse mesh) with 3 % noise in ρa and 0.3 % in ηa
 //   Prof_Dat/demo_dc2d.s42   symmetric four-pole sounding, forward, ρ, relief: a hill over a
 //                            conductive layer
+//   Prof_Dat/demo_dc2d.hdo   the inverse data of demo_dc2d.so7 as a measured dipole-dipole section
+//   Prof_Dat/demo_dc2d.ter   a 6 m hill along that profile (elevation 50 m)
+//   Prof_Dat/demo_dc2d.top   the same data with the hill, for the topographic correction
 // Same seed, same numbers.
 #pragma once
 
@@ -18,7 +21,7 @@ namespace sarnoth::electric {
 
 // The demo's dipole-dipole forward file (the model and the arrays, no observations).
 Dc2dFile demoDipoleFile();
-// Writes the three files under `workPath` (a work path with its trailing separator).
+// Writes the six files under `workPath` (a work path with its trailing separator).
 Outcome writeDemoDc2d(const std::string& workPath, unsigned seed = 20261121);
 
 }  // namespace sarnoth::electric
