@@ -1,0 +1,41 @@
+// Our implementation of the seam closed/igrf.h over the synthesis of igrf_model.h.
+#include <cmath>
+
+#include "closed/igrf.h"
+#include "workarea/session.h"
+
+namespace sarnoth::closed {
+
+double anglePartsToDegrees(std::int32_t degrees, std::int32_t minutes) {
+  const double size = std::abs(static_cast<double>(degrees)) + minutes / 60.0;
+  return degrees < 0 ? -size : size;
+}
+
+void degreesToAngleParts(double degrees, std::int32_t& wholeDegrees, std::int32_t& minutes) {
+  const double totalMinutes = std::round(std::abs(degrees) * 60.0);
+  const auto d = static_cast<std::int32_t>(totalMinutes / 60.0);
+  const auto m = static_cast<std::int32_t>(totalMinutes - 60.0 * d);
+  const int sign = degrees < 0 ? -1 : 1;
+  wholeDegrees = sign * d;
+  minutes = sign * m;
+}
+
+IgrfDllResult IGRFDLL(float date, float heightKm, std::int32_t lonDeg, std::int32_t lonMin,
+                      std::int32_t latDeg, std::int32_t latMin,
+                      gravmag::IgrfGeneration generation) {
+  const gravmag::IgrfModel& model = gravmag::igrfModel(gSysPath, generation);
+  const gravmag::GeomagField f =
+      gravmag::igrfField(model, date, anglePartsToDegrees(latDeg, latMin),
+                         anglePartsToDegrees(lonDeg, lonMin), heightKm);
+  IgrfDllResult r;
+  degreesToAngleParts(f.main.inclination, r.incDeg, r.incMin);
+  degreesToAngleParts(f.main.declination, r.decDeg, r.decMin);
+  r.northX = static_cast<float>(f.main.x);
+  r.eastY = static_cast<float>(f.main.y);
+  r.vertZ = static_cast<float>(f.main.z);
+  r.horizH = static_cast<float>(f.main.h);
+  r.totalT = static_cast<float>(f.main.f);
+  return r;
+}
+
+}  // namespace sarnoth::closed
