@@ -11,7 +11,7 @@ namespace {
 
 const char* kUsage =
     "usage: sarnoth-cli background --table T --field F --x X --y Y [--degree N]\n"
-    "         [--iterations N] [--precision ER] [--new NAME] [--par FILE] [--report]\n"
+    "         [--iterations N] [--precision ER] [--new NAME] [--par FILE] [--report] [--single]\n"
     "         [--workarea DIR]\n"
     "\n"
     "  Fits a polynomial surface of degree N (1..10, default 3) in the coordinates X and Y to the\n"
@@ -19,7 +19,9 @@ const char* kUsage =
     "  ordinary fit, default 10; stop when the mean residual changes by less than ER, default\n"
     "  0.01), keeps the step with the best goodness of fit ND, and writes the table NAME\n"
     "  (default T_T) with X, Y, F, F_T (background) and F_R (residual). --par writes the\n"
-    "  parameter file; --report prints its lines. Prints n, the best step and ND.";
+    "  parameter file; --report prints its lines. Prints n, the best step and ND. The fit runs\n"
+    "  in double precision; --single runs the original single-precision arithmetic, which\n"
+    "  holds only for small cases.";
 
 int runBackground(Args& a) {
   const std::string work = workPath(a);
@@ -36,6 +38,7 @@ int runBackground(Args& a) {
   job.maxIterText = a.get("iterations", "10");
   job.precisionText = a.get("precision", "0.01");
   job.parFile = a.get("par");
+  if (a.has("single")) job.precision = gravmag::TrendPrecision::Single;
   try {
     Database db = openWorkDatabase(work);
     if (!db.tableExists(job.table)) return failWith("数据表不存在: " + job.table);

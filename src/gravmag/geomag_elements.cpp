@@ -53,7 +53,7 @@ std::string geomagDateMessage(const IgrfModel& model, bool multiPoint) {
          (multiPoint ? "年的地磁要素值。" : "年的地磁要素。");
 }
 
-double boxValue(const std::string& text) {
+double geomagBoxValue(const std::string& text) {
   // The leading number, as the window's Val reads a box: blanks skipped, then sign, digits,
   // point and exponent as far as they make a number.
   std::string t = filetext::trim(text);
@@ -79,8 +79,8 @@ double boxValue(const std::string& text) {
   return std::isfinite(v) ? v : 0.0;
 }
 
-std::int32_t boxInteger(const std::string& text) {
-  const double v = std::nearbyint(boxValue(text));  // half to even, as the window rounds
+std::int32_t geomagBoxInteger(const std::string& text) {
+  const double v = std::nearbyint(geomagBoxValue(text));  // half to even, as the window rounds
   return static_cast<std::int32_t>(std::clamp(v, -2147483648.0, 2147483647.0));
 }
 
@@ -92,10 +92,10 @@ Outcome geomagSinglePoint(const GeomagSingleInput& in, IgrfGeneration generation
   } catch (const IgrfError& e) {
     return Outcome::failure(std::string(kMsgGeomagFailed) + e.what());
   }
-  const auto date = static_cast<float>(boxValue(in.date));
-  const std::int32_t latDeg = boxInteger(in.latDeg), latMin = boxInteger(in.latMin);
-  const std::int32_t lonDeg = boxInteger(in.lonDeg), lonMin = boxInteger(in.lonMin);
-  const double heightM = boxValue(in.height);
+  const auto date = static_cast<float>(geomagBoxValue(in.date));
+  const std::int32_t latDeg = geomagBoxInteger(in.latDeg), latMin = geomagBoxInteger(in.latMin);
+  const std::int32_t lonDeg = geomagBoxInteger(in.lonDeg), lonMin = geomagBoxInteger(in.lonMin);
+  const double heightM = geomagBoxValue(in.height);
   if (!model->covers(date)) return Outcome::failure(geomagDateMessage(*model, false));
   if (latDeg > 90 || latDeg < 0) return Outcome::failure(kMsgGeomagLatDegrees);
   if (latMin < 0 || latMin > 60) return Outcome::failure(kMsgGeomagLatMinutes);

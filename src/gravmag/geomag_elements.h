@@ -95,9 +95,9 @@ struct GeomagSingleInput {
 };
 
 // The leading number of a text as the window reads a box (0 when none).
-double boxValue(const std::string& text);
+double geomagBoxValue(const std::string& text);
 // A box read as an integer, rounded to the nearest (half to even).
-std::int32_t boxInteger(const std::string& text);
+std::int32_t geomagBoxInteger(const std::string& text);
 
 // Checks and computes one point; the failure carries the system's text.
 Outcome geomagSinglePoint(const GeomagSingleInput& in, IgrfGeneration generation,

@@ -73,9 +73,9 @@ TEST_F(GeomagTool, SinglePointChecksInTheirOrder) {
   EXPECT_EQ(single(point("2024.5", "30", "0", "100", "0"), IgrfGeneration::Fourteenth), "ok");
   EXPECT_EQ(single(point("2030.5", "30", "0", "100", "0"), IgrfGeneration::Fourteenth),
             "此程序只能计算公元1900到2030年的地磁要素。");
-  EXPECT_EQ(boxInteger("2.5"), 2);  // half to even, as the window rounds
-  EXPECT_EQ(boxInteger("3.5"), 4);
-  EXPECT_EQ(boxValue(" 12.5abc"), 12.5);
+  EXPECT_EQ(geomagBoxInteger("2.5"), 2);  // half to even, as the window rounds
+  EXPECT_EQ(geomagBoxInteger("3.5"), 4);
+  EXPECT_EQ(geomagBoxValue(" 12.5abc"), 12.5);
 }
 
 TEST_F(GeomagTool, SinglePointResultAndItsBoxes) {

@@ -40,6 +40,7 @@ frmGravityTrend::frmGravityTrend(QWidget* parent) : QDialog(parent) {
   Text2 = named(new QLineEdit(u8("10"), this), "Text2");
   Text5 = named(new QLineEdit(u8("0.01"), this), "Text5");
   chkFile = named(new QCheckBox(u8("输出参数文件"), this), "chkFile");
+  chkSingle = named(new QCheckBox(u8("单精度计算(原算法)"), this), "chkSingle");
   txtPar = named(new QLineEdit(this), "txtPar");
   txtPar->setEnabled(false);
   Label9 = named(new QLabel(u8("拟合优度 ND="), this), "Label9");
@@ -73,6 +74,7 @@ frmGravityTrend::frmGravityTrend(QWidget* parent) : QDialog(parent) {
   pl->addWidget(Text5, 2, 1);
   pl->addWidget(chkFile, 3, 0);
   pl->addWidget(txtPar, 3, 1);
+  pl->addWidget(chkSingle, 4, 0, 1, 2);
   auto* nd = new QHBoxLayout;
   nd->addWidget(Label9);
   nd->addWidget(Label11, 1);
@@ -154,6 +156,8 @@ void frmGravityTrend::btnApply_Click() {
   job.maxIterText = ss(Text2->text());
   job.precisionText = ss(Text5->text());
   if (chkFile->isChecked()) job.parFile = ss(txtPar->text().trimmed());
+  job.precision =
+      chkSingle->isChecked() ? gravmag::TrendPrecision::Single : gravmag::TrendPrecision::Double;
 
   Label7->setText(u8(gravmag::kTrendRunning));
   QApplication::setOverrideCursor(Qt::WaitCursor);

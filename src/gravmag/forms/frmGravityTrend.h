@@ -1,7 +1,8 @@
 // frmGravityTrend "重力背景场稳健多项式拟合": a polynomial background fitted to a gravity item by
 // iteratively reweighted least squares (gravmag/background_fit), written as a new table with the
 // background (item + "_T") and the residual (item + "_R"), the best goodness of fit shown in
-// Label11 and the run's report in the parameter file when chkFile is set.
+// Label11 and the run's report in the parameter file when chkFile is set. The fit runs in double
+// precision; chkSingle asks for the original single-precision arithmetic.
 #pragma once
 
 #include <QDialog>
@@ -36,6 +37,7 @@ class frmGravityTrend : public QDialog {
   QLineEdit* Text2 = nullptr;  // iterations
   QLineEdit* Text5 = nullptr;  // precision
   QCheckBox* chkFile = nullptr;
+  QCheckBox* chkSingle = nullptr;  // the single-precision arithmetic as first stated
   QLineEdit* txtPar = nullptr;
   QLabel* Label9 = nullptr;
   QLabel* Label11 = nullptr;

@@ -308,8 +308,8 @@ void frmWTIgrf10th::runMulti(const std::string& resultPath) {
 }
 
 void frmWTIgrf10th::runReduce() {
-  const double date = gravmag::boxValue(ss(Text_Date->text()));
-  const double height = gravmag::boxValue(ss(Text_Heigh->text()));
+  const double date = gravmag::geomagBoxValue(ss(Text_Date->text()));
+  const double height = gravmag::geomagBoxValue(ss(Text_Heigh->text()));
   const std::string name = ss(txtNewName->text().trimmed());
   QApplication::setOverrideCursor(Qt::WaitCursor);
   Outcome o;
