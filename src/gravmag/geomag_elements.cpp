@@ -1,13 +1,17 @@
 #include "gravmag/geomag_elements.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <string_view>
 
 #include "geochem/report_format.h"
+#include "prep/parallel_rows.h"
 #include "workarea/file_text.h"
 #include "workarea/grid_file.h"
 #include "workarea/null_value.h"
@@ -204,25 +208,39 @@ Outcome geomagMultiPoint(const std::string& inputPath, IgrfGeneration generation
     }
   }
   progress.setMaximum(static_cast<std::int64_t>(n));
-  try {
-    for (std::size_t i = 0; i < n; ++i) {
-      GeomagPoint& p = points[i];
-      std::int32_t lonDeg = 0, lonMin = 0, latDeg = 0, latMin = 0;
-      splitDegreesMinutes(p.lon, lonDeg, lonMin);
-      splitDegreesMinutes(p.lat, latDeg, latMin);
-      p.r = closed::IGRFDLL(p.date, static_cast<float>(p.heightM / 1000.0), lonDeg, lonMin, latDeg,
-                            latMin, generation);
-      if ((i & 1023) == 1023) {
-        progress.setValue(static_cast<std::int64_t>(i + 1));
-        if (!progress.pump()) {
-          points.clear();
-          return Outcome::failure({});
-        }
-      }
+  // Each point is one library call of its own, so blocks of points are shared out between the
+  // cores (the results do not depend on how), and the progress is pumped between blocks.
+  constexpr std::size_t kBlock = 16384;
+  std::atomic<bool> failed{false};
+  for (std::size_t from = 0; from < n; from += kBlock) {
+    const std::size_t count = std::min(kBlock, n - from);
+    detail::forRowBands(
+        static_cast<int>(count),
+        [&](int b, int e, int) {
+          try {
+            for (auto i = from + static_cast<std::size_t>(b);
+                 i < from + static_cast<std::size_t>(e); ++i) {
+              GeomagPoint& p = points[i];
+              std::int32_t lonDeg = 0, lonMin = 0, latDeg = 0, latMin = 0;
+              splitDegreesMinutes(p.lon, lonDeg, lonMin);
+              splitDegreesMinutes(p.lat, latDeg, latMin);
+              p.r = closed::IGRFDLL(p.date, static_cast<float>(p.heightM / 1000.0), lonDeg, lonMin,
+                                    latDeg, latMin, generation);
+            }
+          } catch (const IgrfError&) {
+            failed = true;
+          }
+        },
+        256);
+    if (failed) {
+      points.clear();
+      return Outcome::failure(kMsgGeomagFailed);
     }
-  } catch (const IgrfError&) {
-    points.clear();
-    return Outcome::failure(kMsgGeomagFailed);
+    progress.setValue(static_cast<std::int64_t>(from + count));
+    if (!progress.pump()) {
+      points.clear();
+      return Outcome::failure({});
+    }
   }
   progress.setValue(static_cast<std::int64_t>(n));
   return Outcome::success(kMsgGeomagDone);
@@ -237,11 +255,24 @@ std::string hashPicture(double v, int decimals) {
   const double whole = std::floor(rounded / scale);
   const double fraction = rounded - whole * scale;
   std::string s = negative ? "-" : "";
-  if (whole > 0) s += yearText(whole);
+  // Integers below 2^53 are written directly (a file of a million points has eleven numbers a
+  // line); larger ones through the %.0f text.
+  char buf[40];
+  auto integer = [&buf](double x) -> std::string_view {
+    if (x < 9.0e15) {
+      const auto r = std::to_chars(buf, buf + sizeof buf, static_cast<std::int64_t>(x));
+      return {buf, static_cast<std::size_t>(r.ptr - buf)};
+    }
+    const int len = std::snprintf(buf, sizeof buf, "%.0f", x);
+    return {buf, static_cast<std::size_t>(std::clamp(len, 0, static_cast<int>(sizeof buf) - 1))};
+  };
+  if (whole > 0) s += integer(whole);
   if (decimals > 0) {
-    char buf[32];
-    std::snprintf(buf, sizeof buf, ".%0*.0f", decimals, fraction);
-    s += buf;
+    const std::string_view f = integer(fraction);
+    s += '.';
+    if (f.size() < static_cast<std::size_t>(decimals))
+      s.append(static_cast<std::size_t>(decimals) - f.size(), '0');
+    s += f;
   } else if (whole == 0) {
     s = "0";  // an empty column would shift the line
   }

@@ -122,6 +122,10 @@ TEST_F(GeomagTool, ResultFileLayout) {
   EXPECT_EQ(hashPicture(0.4, 0), "0");
   EXPECT_EQ(hashPicture(-0.4, 0), "0");
   EXPECT_EQ(hashPicture(1234.56789, 4), "1234.5679");
+  EXPECT_EQ(hashPicture(-179.0305, 4), "-179.0305");  // leading zeros of the decimals kept
+  EXPECT_EQ(hashPicture(7.0, 2), "7.00");
+  EXPECT_EQ(hashPicture(1.0e17, 0), "100000000000000000");
+  EXPECT_EQ(hashPicture(-2.5e16, 2), "-25000000000000000.00");
 }
 
 TEST_F(GeomagTool, MultiPointFileAndItsMessages) {

@@ -274,6 +274,21 @@ TEST(IgrfSeam, AnglePartsAndTheCallAsTheToolMakesIt) {
   const std::string saved = gSysPath;
   gSysPath = resources();
   const closed::IgrfDllResult r = closed::IGRFDLL(2003.7f, 0.5f, 114, 18, 30, 30);
+  // Calls that switch date and generation get each their own field (the seam keeps the last
+  // date's coefficients).
+  const struct {
+    float t;
+    IgrfGeneration g;
+  } calls[] = {{2003.7f, IgrfGeneration::Fourteenth},
+               {1950.0f, IgrfGeneration::Fourteenth},
+               {1950.0f, IgrfGeneration::Tenth},
+               {2003.7f, IgrfGeneration::Tenth}};
+  for (const auto& c : calls) {
+    const closed::IgrfDllResult again = closed::IGRFDLL(c.t, 0.5f, 114, 18, 30, 30, c.g);
+    const IgrfModel& m = c.g == IgrfGeneration::Tenth ? tenth() : fourteenth();
+    EXPECT_EQ(again.totalT, static_cast<float>(igrfField(m, c.t, 30.5, 114.3, 0.5f).main.f))
+        << c.t << " " << static_cast<int>(c.g);
+  }
   gSysPath = saved;
   const GeomagField f = igrfField(tenth(), 2003.7f, 30.5, 114.3, 0.5f);
   EXPECT_EQ(r.totalT, static_cast<float>(f.main.f));
