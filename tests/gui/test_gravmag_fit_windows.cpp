@@ -17,6 +17,8 @@
 #include "gravmag/forms/frmWTIgrf10th.h"
 #include "gravmag/geomag_elements.h"
 #include "gui_support.h"
+#include "workarea/grid_file.h"
+#include "workarea/null_value.h"
 #include "workarea/text_codec.h"
 
 namespace sarnoth::gui {
@@ -314,6 +316,54 @@ TEST_F(GravmagFitWindows, GeomagReductionModeWritesTheDeltaTTable) {
   while (c.next()) dt.push_back(c.getFloat(0));
   ASSERT_EQ(dt.size(), 3u);
   for (int i = 0; i < 3; ++i) EXPECT_NEAR(dt[static_cast<std::size_t>(i)], 50.0f * i, 0.01f);
+}
+
+TEST_F(GravmagFitWindows, GeomagReductionModeWritesTheDeltaTGrid) {
+  // A 3 × 2 grid in degrees: the field of 2015 plus 40 nT, one node null.
+  const gravmag::IgrfModel& m = gravmag::igrfModel(gSysPath, gravmag::IgrfGeneration::Tenth);
+  GridHeader h;
+  h.nx = 3;
+  h.ny = 2;
+  h.x0 = 100.0f;
+  h.y0 = 30.0f;
+  h.dx = 0.5f;
+  h.dy = 1.0f;
+  std::vector<float> nodes;
+  for (int j = 0; j < 2; ++j)
+    for (int i = 0; i < 3; ++i)
+      nodes.push_back(static_cast<float>(
+          gravmag::igrfField(m, 2005.0, 30.0 + j, 100.0 + 0.5 * i, 0.2).main.f + 40.0));
+  nodes[2] = NULL_VALUE;
+  recomputeGridStats(h, nodes);
+  ASSERT_TRUE(writeGrid(area("Grid_Dat/mag.grd"), kGridMagicB, "test", h, nodes));
+
+  frmWTIgrf10th w;
+  ASSERT_TRUE(w.load());
+  w.Option_Reduce->click();
+  w.optReduceGrid->click();
+  ASSERT_GE(w.cboGrid->findText("mag.grd"), 0);
+  w.Text_Date->setText("2005");
+  w.Text_Heigh->setText("200");
+  {
+    ScriptedMessages boxes;
+    w.Cmd_OK->click();
+    EXPECT_EQ(boxes.texts, std::vector<std::string>{"请选择网格文件并给定新网格文件名。"});
+  }
+  w.cboGrid->setCurrentIndex(w.cboGrid->findText("mag.grd"));
+  w.txtNewName->setText("mag_dt");
+  {
+    ScriptedMessages boxes;
+    w.Cmd_OK->click();
+    EXPECT_EQ(boxes.texts, std::vector<std::string>{"地磁正常场改正完毕。"});
+  }
+  const GridReadResult out = readGrid(area("Grid_Dat/mag_dt.grd"));
+  ASSERT_TRUE(out.ok());
+  ASSERT_EQ(out.grid.nodes.size(), 6u);
+  for (std::size_t k = 0; k < 6; ++k)
+    if (k == 2)
+      EXPECT_EQ(out.grid.nodes[k], NULL_VALUE);
+    else
+      EXPECT_NEAR(out.grid.nodes[k], 40.0f, 0.01f) << k;
 }
 
 }  // namespace
