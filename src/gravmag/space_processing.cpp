@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "gravmag/spectral_grid.h"
 #include "workarea/grid_file.h"
 #include "workarea/null_value.h"
 
