@@ -46,6 +46,8 @@
 #include <string>
 #include <vector>
 
+#include "display/chart.h"
+#include "workarea/grid_file.h"
 #include "workarea/interaction.h"
 #include "workarea/progress.h"
 
@@ -59,11 +61,11 @@ inline constexpr double kTwoPiCmNt = 628.3185307179586;
 
 struct InterfaceParams {
   InterfaceKind kind = InterfaceKind::Density;
-  double contrast = 0.3;           // Δρ g/cm³, or M A/m
-  double referenceDepth = 5000;    // z0, grid units
-  double passWavelength = 20000;   // grid units: kept whole above
-  double cutWavelength = 10000;    // grid units: removed below
-  double criterion = 1.0;          // grid units: RMS change of h that ends the iteration
+  double contrast = 0.3;          // Δρ g/cm³, or M A/m
+  double referenceDepth = 5000;   // z0, grid units
+  double passWavelength = 20000;  // grid units: kept whole above
+  double cutWavelength = 10000;   // grid units: removed below
+  double criterion = 1.0;         // grid units: RMS change of h that ends the iteration
   int maxIterations = 20;
   double metresPerUnit = 1.0;
 };
@@ -73,8 +75,8 @@ struct InterfaceResult {
   bool cancelled = false;
   bool converged = false;
   bool diverged = false;
-  std::vector<float> depth;     // nx·ny: z0 + h, nulls where the anomaly had them
-  std::vector<float> computed;  // nx·ny: the anomaly of that interface, nulls alike
+  std::vector<float> depth;       // nx·ny: z0 + h, nulls where the anomaly had them
+  std::vector<float> computed;    // nx·ny: the anomaly of that interface, nulls alike
   std::vector<double> rmsChange;  // per iteration
   double rmsMisfit = 0;           // observed − computed over the data nodes
   double anomalyRms = 0;          // RMS of the observed anomaly about its mean
@@ -113,11 +115,22 @@ struct InterfaceJob {
 struct InterfaceRunResult {
   Outcome outcome;
   InterfaceResult result;
+  GridHeader header;            // of the interface grid as written
+  std::vector<float> observed;  // the anomaly grid read
 };
 
 // Reads the grid, inverts, and writes the interface ("#SRNTHGRIDB#", method "密度界面反演" or
 // "磁性界面反演", the note giving z0) and, when asked, the computed anomaly ("界面正演异常").
-InterfaceRunResult runInterfaceInversion(const InterfaceJob& job, Progress& progress = noProgress());
+InterfaceRunResult runInterfaceInversion(const InterfaceJob& job,
+                                         Progress& progress = noProgress());
+
+// The recovered interface as a map: one colour-filled cell per node (every `step`-th node on
+// grids larger than 160 a side), with its colour bar of depths.
+chart::Chart interfaceMapChart(const InterfaceRunResult& r);
+// The fit along grid row `row`: observed and computed anomaly against easting.
+chart::Chart interfaceFitChart(const InterfaceRunResult& r, int row);
+// The recovered depth along the same row (depth axis downwards).
+chart::Chart interfaceSectionChart(const InterfaceRunResult& r, int row);
 
 // The report: iterations, convergence, RMS of the last change, RMS misfit.
 std::string interfaceReport(const InterfaceRunResult& r);

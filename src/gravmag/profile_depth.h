@@ -114,11 +114,11 @@ enum class DepthMethod { Euler = 0, Werner = 1, AnalyticSignal = 2 };
 
 struct DepthParams {
   DepthMethod method = DepthMethod::Euler;
-  int window = 9;             // points of a moving window (Euler, Werner)
-  double index = 1;           // Euler: N 0..3; Werner: 0 contact (on T_x), 1 dike;
-                              // analytic signal: 0 contact, 1 dike, 2 cylinder
-  double tolerance = 0.15;    // Euler: largest σ_z0 / z0
-  int interference = 1;       // Werner: background terms 0 none, 1 constant, 2 linear
+  int window = 9;           // points of a moving window (Euler, Werner)
+  double index = 1;         // Euler: N 0..3; Werner: 0 contact (on T_x), 1 dike;
+                            // analytic signal: 0 contact, 1 dike, 2 cylinder
+  double tolerance = 0.15;  // Euler: largest σ_z0 / z0
+  int interference = 1;     // Werner: background terms 0 none, 1 constant, 2 linear
 };
 
 struct DepthSolution {
