@@ -65,39 +65,67 @@ std::string extend(const std::vector<float>& grid, const Frame& f, std::vector<f
   return extendGrid2D(work.data(), f.nx, f.ny, f.nxp, f.nyp);
 }
 
+// Adds Σ_{n = from … kMaxTerms} (−1)^(n−1)·c_n/n!·F[ηⁿ] into `sum`, with c_n = base·κ^(n − from)
+// (`base` per element, taken by value). Two powers go through one complex transform, ηⁿ as the
+// real part and ηⁿ⁺¹ as the imaginary, and are parted by the symmetry of real spectra:
+// F[a] = (Z(k) + Z*(−k))/2, F[b] = (Z(k) − Z*(−k))/2i. Elements where `filter` is 0 are left.
+// The series ends after a pair whose terms all lie below `stop` (absolute), or with
+// `stopRelative` below `stop` times the largest term of the first pair. False when the progress
+// asks to stop (looked at after every pair).
+bool addSeries(const std::vector<float>& eta, const Frame& f, int from, std::vector<double> base,
+               const std::vector<double>* filter, double stop, bool stopRelative,
+               std::vector<Cd>& sum, Progress* progress) {
+  const std::size_t size = f.size();
+  std::vector<float> pa(eta), pb(size);
+  for (int k = 1; k < from; ++k)
+    for (std::size_t i = 0; i < size; ++i) pa[i] *= eta[i];
+  double factorial = 1;
+  for (int k = 2; k <= from; ++k) factorial *= k;
+  std::vector<CFloat> spec(size);
+  double first = -1;
+  const int mx = f.nxp - 1, my = f.nyp - 1;
+  for (int n = from; n <= kMaxTerms; n += 2) {
+    const bool two = n + 1 <= kMaxTerms;
+    for (std::size_t i = 0; i < size; ++i) {
+      pb[i] = pa[i] * eta[i];
+      spec[i] = {pa[i], two ? pb[i] : 0.0f};
+    }
+    fft2d(spec, f.nxp, f.nyp, +1);
+    const double fa = factorial, fb = factorial * (n + 1);
+    const double sa = n % 2 ? 1.0 : -1.0;
+    double largest = 0;
+    for (int j = 0; j < f.nyp; ++j)
+      for (int c = 0; c < f.nxp; ++c) {
+        const std::size_t i = static_cast<std::size_t>(j) * f.nxp + c;
+        if (filter && (*filter)[i] == 0) continue;
+        const std::size_t m = static_cast<std::size_t>((f.nyp - j) & my) * f.nxp +
+                              static_cast<std::size_t>((f.nxp - c) & mx);
+        const Cd z(spec[i].re, spec[i].im), zm(spec[m].re, -spec[m].im);
+        const Cd ta = sa * base[i] / fa * 0.5 * (z + zm);
+        const Cd tb = two ? -sa * base[i] * f.kappa[i] / fb * Cd(0, -0.5) * (z - zm) : Cd(0, 0);
+        sum[i] += ta + tb;
+        largest = std::max({largest, std::abs(ta), std::abs(tb)});
+        base[i] *= f.kappa[i] * f.kappa[i];
+      }
+    factorial = fb * (n + 2);
+    for (std::size_t i = 0; i < size; ++i) pa[i] = pb[i] * eta[i];
+    if (first < 0) first = largest;
+    if (largest <= (stopRelative ? stop * first : stop) && (!stopRelative || n > from)) break;
+    if (progress && !progress->pump()) return false;
+  }
+  return true;
+}
+
 // The forward series on the padded frame: the anomaly of η = h/z0 (padded), as a padded array.
 // `scale` turns Σ into the anomaly's units: −2πGΔρ·z0 (density) or −2πC_m·M (magnetic).
 std::vector<float> forwardSeries(const std::vector<float>& eta, const Frame& f, bool magnetic,
                                  double scale) {
   std::vector<Cd> sum(f.size(), Cd(0, 0));
-  std::vector<float> power(eta);
-  std::vector<CFloat> spec;
-  // κ^(n−1)·e^(−κ) (density) or κ^n·e^(−κ) (magnetic), kept from term to term.
-  std::vector<double> kp(f.size());
+  // κ^(n−1)·e^(−κ) (density) or κ^n·e^(−κ) (magnetic) at n = 1.
+  std::vector<double> base(f.size());
   for (std::size_t i = 0; i < f.size(); ++i)
-    kp[i] = std::exp(-f.kappa[i]) * (magnetic ? f.kappa[i] : 1.0);
-  double first = 0;
-  double factorial = 1;
-  for (int n = 1; n <= kMaxTerms; ++n) {
-    if (n > 1) {
-      factorial *= n;
-      for (std::size_t i = 0; i < power.size(); ++i) power[i] *= eta[i];
-      for (std::size_t i = 0; i < f.size(); ++i) kp[i] *= f.kappa[i];
-    }
-    forward(power, f, spec);
-    const double sign = n % 2 ? 1.0 : -1.0;
-    double largest = 0;
-    for (std::size_t i = 0; i < f.size(); ++i) {
-      const double c = sign * kp[i] / factorial;
-      const Cd t = c * Cd(spec[i].re, spec[i].im);
-      sum[i] += t;
-      largest = std::max(largest, std::abs(t));
-    }
-    if (n == 1)
-      first = largest;
-    else if (largest <= kTermTolerance * first)
-      break;
-  }
+    base[i] = std::exp(-f.kappa[i]) * (magnetic ? f.kappa[i] : 1.0);
+  addSeries(eta, f, 1, std::move(base), nullptr, kTermTolerance, true, sum, nullptr);
   std::vector<CFloat> out(f.size());
   for (std::size_t i = 0; i < f.size(); ++i)
     out[i] = {static_cast<float>(scale * sum[i].real()), static_cast<float>(scale * sum[i].imag())};
@@ -181,36 +209,15 @@ InterfaceResult invertInterface(const std::vector<float>& anomaly, int nx, int n
     dataMax = std::max(dataMax, std::abs(data[i]));
   }
 
-  std::vector<float> eta(f.size(), 0.0f), next(f.size()), power(f.size());
-  std::vector<double> kp(f.size());
+  std::vector<float> eta(f.size(), 0.0f), next(f.size());
   std::vector<Cd> sum(f.size());
   progress.setMaximum(p.maxIterations);
   for (int iter = 1; iter <= p.maxIterations; ++iter) {
     std::fill(sum.begin(), sum.end(), Cd(0, 0));
-    if (iter > 1) {
-      power = eta;
-      std::copy(f.kappa.begin(), f.kappa.end(), kp.begin());  // κ^(n−1) from n = 2
-      double factorial = 1;
-      for (int n = 2; n <= kMaxTerms; ++n) {
-        factorial *= n;
-        for (std::size_t i = 0; i < power.size(); ++i) power[i] *= eta[i];
-        if (n > 2)
-          for (std::size_t i = 0; i < f.size(); ++i) kp[i] *= f.kappa[i];
-        forward(power, f, spec);
-        const double sign = n % 2 ? 1.0 : -1.0;
-        double largest = 0;
-        for (std::size_t i = 0; i < f.size(); ++i) {
-          if (filter[i] == 0) continue;
-          const Cd t = sign * kp[i] / factorial * Cd(spec[i].re, spec[i].im);
-          sum[i] += t;
-          largest = std::max(largest, std::abs(t));
-        }
-        if (largest <= kTermTolerance * dataMax) break;
-        if (!progress.pump()) {
-          res.cancelled = true;
-          return res;
-        }
-      }
+    if (iter > 1 &&
+        !addSeries(eta, f, 2, f.kappa, &filter, kTermTolerance * dataMax, false, sum, &progress)) {
+      res.cancelled = true;
+      return res;
     }
     std::vector<CFloat> upd(f.size());
     for (std::size_t i = 0; i < f.size(); ++i) {

@@ -20,17 +20,26 @@
 // is removed (the mean of h is not resolved: z0 is the interface's mean depth), and the grid is
 // extended by the frequency-domain tool's cosine taper (spectral_grid.h extendGrid2D) to a
 // power-of-two size at least a quarter larger, then transformed with the tool's own transform
-// (fft.h). Each iteration takes one transform of each power hⁿ (n = 2..terms) and one inverse.
-// The series stops at kMaxTerms or where a term falls below 1e-6 of the first.
-// The fit: the anomaly of the recovered interface by the forward series, with the removed mean
-// added back, and the RMS of observed less computed over the data nodes.
+// (fft.h). Each iteration takes one transform for each two powers hⁿ, hⁿ⁺¹ (n = 2..terms: the
+// pair as real and imaginary parts, parted by the symmetry of real spectra) and one inverse.
+// The series stops at kMaxTerms or where its terms fall below 1e-6 of the data term.
 //
-// Accuracy: for noise-free data whose spectrum lies within the pass band, the relief is
-// recovered to about 1 % of its range (tested against the anomaly of a synthetic interface
-// summed from Nagy's prisms, not from the series itself); the filter smooths what lies beyond
-// it. Single-precision transforms limit e^(|k|z0) at the cut to about 1e4 before rounding shows.
-// The series converges while |k|·|h| stays below about 1 at the cut; relief comparable to z0 does
-// not converge and is reported as divergence.
+// Speed (bench/bench_interface.cpp): 512² nodes, padded to 1024², converge in 3 iterations in
+// about 2 s on two cores shared with other work; 20 iterations take under 10 s.
+// The relief is then shifted to mean 0 over the data nodes: z0 is the interface's mean depth
+// there, as the data (their mean removed) do not fix a constant depth.
+// The fit: the anomaly of the recovered interface by the forward series, taken about its mean
+// over the data nodes with the observed mean added back, and the RMS of observed less computed.
+//
+// Accuracy: tested against the anomaly of a Gaussian basin (800 m deep, σ 6 km, under 5 km, on
+// 48² nodes at 2 km) summed from Nagy's prisms, not from the series itself: the relief (about
+// its mean) is recovered to 2.3 % of its depth for gravity and 2.7 % for the magnetic form, in
+// 4 iterations, the fit to 0.2 % (gravity) and 0.6 % (magnetic) of the anomaly's RMS; what
+// remains is mostly the part of the basin's spectrum beyond the filter's pass wavelength
+// (16 km), which the filter smooths.
+// Single-precision transforms limit e^(|k|z0) at the cut to about 1e4 before rounding shows.
+// The series converges while |k|·|h| stays below about 1 at the cut; a cut too short for the
+// reference depth makes the continuation blow up, and that is reported as divergence.
 //
 // Units: grid coordinates and all lengths (z0, wavelengths, criterion, depths written) in the
 // grid's length unit, metresPerUnit metres each; Δρ in g/cm³, M in A/m; the anomaly in mGal or
