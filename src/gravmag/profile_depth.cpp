@@ -427,6 +427,11 @@ DepthRunResult runProfileDepth(const DepthJob& job, Database* db, Interaction& u
   return res;
 }
 
+namespace {
+// The frame both charts share, so that their distance axes stand one above the other.
+constexpr chart::Frame kStackedFrame{0.1, 0.16, 0.86, 0.74};
+}  // namespace
+
 chart::Chart profileChart(const DepthRunResult& r) {
   using namespace chart;
   Chart c;
@@ -434,7 +439,7 @@ chart::Chart profileChart(const DepthRunResult& r) {
   c.title = r.method;
   c.x.label = "距离";
   c.y.label = "磁异常 (nT)";
-  c.fitFrame = true;
+  c.frame = kStackedFrame;
   c.legend = true;
   std::vector<double> xs(p.size());
   for (std::size_t i = 0; i < p.size(); ++i) xs[i] = p.x(i);
@@ -474,7 +479,7 @@ chart::Chart solutionChart(const DepthRunResult& r) {
   c.x.label = "距离";
   c.y.label = "深度";
   c.y.reversed = true;
-  c.fitFrame = true;
+  c.frame = kStackedFrame;
   if (p.size()) {
     c.x.autoRange = false;
     c.x.lo = p.x(0);

@@ -223,6 +223,9 @@ TEST_F(ProfileDepthJob, RunsFromTheFileAndWritesTheTable) {
   const chart::Chart top = profileChart(r), under = solutionChart(r);
   EXPECT_EQ(top.x.lo, under.x.lo);
   EXPECT_EQ(top.x.hi, under.x.hi);
+  EXPECT_EQ(top.frame.left, under.frame.left);  // the axes stand one above the other
+  EXPECT_EQ(top.frame.width, under.frame.width);
+  EXPECT_FALSE(top.fitFrame || under.fitFrame);
   EXPECT_TRUE(under.y.reversed);
   ASSERT_EQ(under.series.size(), 2u);
   EXPECT_EQ(under.series[0].x.size(), 2 * r.solutions.size());  // one segment per window
