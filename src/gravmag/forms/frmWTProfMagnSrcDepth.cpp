@@ -97,6 +97,14 @@ void frmWTProfMagnSrcDepth::buildUi() {
 
   chtProfile = named(new ChartView(this), "chtProfile");
   chtDepth = named(new ChartView(this), "chtDepth");
+  // Hovering a solution reads it out; its window is the grey segment at its depth.
+  chtDepth->setTooltipFormatter([this](int series, int index) {
+    if (series != 1 || index < 0 || index >= static_cast<int>(last_.solutions.size()))
+      return QString();
+    const DepthSolution& d = last_.solutions[static_cast<std::size_t>(index)];
+    return qs("X0 " + fmt(d.x0) + ", " + "深度 " + fmt(d.z0) + "\n" + "窗口 " + fmt(d.x1) +
+              " – " + fmt(d.x2));
+  });
   grdSolutions = named(new QTableWidget(this), "grdSolutions");
   grdSolutions->verticalHeader()->setVisible(false);
   lblReport = named(new QLabel(this), "lblReport");
