@@ -102,8 +102,8 @@ void frmWTProfMagnSrcDepth::buildUi() {
     if (series != 1 || index < 0 || index >= static_cast<int>(last_.solutions.size()))
       return QString();
     const DepthSolution& d = last_.solutions[static_cast<std::size_t>(index)];
-    return qs("X0 " + fmt(d.x0) + ", " + "深度 " + fmt(d.z0) + "\n" + "窗口 " + fmt(d.x1) +
-              " – " + fmt(d.x2));
+    return qs("X0 " + fmt(d.x0) + ", " + "深度 " + fmt(d.z0) + "\n" + "窗口 " + fmt(d.x1) + " – " +
+              fmt(d.x2));
   });
   grdSolutions = named(new QTableWidget(this), "grdSolutions");
   grdSolutions->verticalHeader()->setVisible(false);
