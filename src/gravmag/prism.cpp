@@ -58,4 +58,13 @@ double lineMassGz(double distance, double area, double z1, double z2, double den
          (1.0 / std::sqrt(d2 + z1 * z1) - 1.0 / std::sqrt(d2 + z2 * z2));
 }
 
+double columnGz(double x, double y, double wx, double wy, double z1, double z2, double density) {
+  const double x2 = x * x, y2 = y * y, wx2 = wx * wx, wy2 = wy * wy;
+  auto kernel = [&](double z) {
+    const double s2 = x2 + y2 + z * z, s = std::sqrt(s2);
+    return 1.0 / s + (wx2 * (3 * x2 - s2) + wy2 * (3 * y2 - s2)) / (24.0 * s2 * s2 * s);
+  };
+  return kGravityMgalPerMetre * density * wx * wy * (kernel(z1) - kernel(z2));
+}
+
 }  // namespace sarnoth::gravmag

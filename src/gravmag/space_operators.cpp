@@ -89,8 +89,9 @@ void harmonicFill(std::vector<float>& v, std::vector<std::uint8_t>& known, int W
     const double fr = (r - 0.5) / 2.0, fc = (c - 0.5) / 2.0;
     const int r0 = static_cast<int>(std::floor(fr)), c0 = static_cast<int>(std::floor(fc));
     const double tr = fr - r0, tc = fc - c0;
-    v[i] = static_cast<float>((1 - tr) * ((1 - tc) * coarseAt(r0, c0) + tc * coarseAt(r0, c0 + 1)) +
-                              tr * ((1 - tc) * coarseAt(r0 + 1, c0) + tc * coarseAt(r0 + 1, c0 + 1)));
+    v[i] =
+        static_cast<float>((1 - tr) * ((1 - tc) * coarseAt(r0, c0) + tc * coarseAt(r0, c0 + 1)) +
+                           tr * ((1 - tc) * coarseAt(r0 + 1, c0) + tc * coarseAt(r0 + 1, c0 + 1)));
   }
   // Relaxation: each unknown node takes the mean of its neighbours inside the array.
   for (int sweep = 0; sweep < kFillSweeps; ++sweep)
@@ -250,7 +251,9 @@ SmoothStats gmSmoothStats(const std::vector<float>& grid, int nx, int ny, int ha
       const std::size_t r1 = static_cast<std::size_t>(std::min(ny, r + w + 1));
       const std::size_t c0 = static_cast<std::size_t>(std::max(0, c - w));
       const std::size_t c1 = static_cast<std::size_t>(std::min(nx, c + w + 1));
-      auto box = [&](const auto& t) { return t[r1 * W + c1] - t[r0 * W + c1] - t[r1 * W + c0] + t[r0 * W + c0]; };
+      auto box = [&](const auto& t) {
+        return t[r1 * W + c1] - t[r0 * W + c1] - t[r1 * W + c0] + t[r0 * W + c0];
+      };
       const double k = static_cast<double>(box(sc));
       const double m = box(s1) / k;
       const double var = box(s2) / k - m * m;
@@ -319,8 +322,10 @@ std::vector<float> applyPointOperator(const std::vector<float>& grid, int nx, in
   }
   // Blocks of rows between two looks at the progress (some 2e7 products each, a few hundredths
   // of a second), each block shared over the cores.
-  const double perRow = static_cast<double>(nx) * static_cast<double>(std::max<std::size_t>(1, offset.size()));
-  const int block = static_cast<int>(std::clamp(2e7 / perRow, 2.0, static_cast<double>(std::max(ny, 2))));
+  const double perRow =
+      static_cast<double>(nx) * static_cast<double>(std::max<std::size_t>(1, offset.size()));
+  const int block =
+      static_cast<int>(std::clamp(2e7 / perRow, 2.0, static_cast<double>(std::max(ny, 2))));
   progress.setMaximum(ny);
   for (int b0 = 0; b0 < ny; b0 += block) {
     const int b1 = std::min(ny, b0 + block);

@@ -1,5 +1,6 @@
 #include "gravmag/space_processing.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
@@ -44,7 +45,9 @@ bool isSpaceMode(int mode) {
   return mode == kSpaceSecondDerivative || mode == kSpaceDirection || mode == kSpaceContinuation;
 }
 
-std::string spaceTitleSuffix(int mode) { return isSpaceMode(mode) ? " -- " + spaceMethodText(mode) : ""; }
+std::string spaceTitleSuffix(int mode) {
+  return isSpaceMode(mode) ? " -- " + spaceMethodText(mode) : "";
+}
 
 std::string spaceMethodText(int mode) {
   switch (mode) {
@@ -62,7 +65,8 @@ std::string spaceMethodText(int mode) {
 std::vector<std::string> spaceMethods(int mode) {
   if (mode == kSpaceSecondDerivative)
     return {"Elkins(1951)", "Rosenbach(1953)", "Henderson-Zietz(1949)"};
-  if (mode == kSpaceDirection) return {"45度方向", "90度方向", "135度方向", "180度方向", "任意方向"};
+  if (mode == kSpaceDirection)
+    return {"45度方向", "90度方向", "135度方向", "180度方向", "任意方向"};
   return {};
 }
 
@@ -91,8 +95,8 @@ SpaceRunResult runSpaceProcessing(const SpaceJob& job, Progress& progress) {
     return res;
   }
   const double height = boxValue(job.par1);
-  if (job.mode == kSpaceContinuation &&
-      !(boxInteger(job.par2, 0, 0, radius) || boxInteger(job.par2, kMinRadius, kMaxRadius, radius))) {
+  if (job.mode == kSpaceContinuation && !(boxInteger(job.par2, 0, 0, radius) ||
+                                          boxInteger(job.par2, kMinRadius, kMaxRadius, radius))) {
     res.outcome = Outcome::failure(kMsgBadRadius);
     return res;
   }
@@ -179,7 +183,8 @@ SpaceRunResult runSpaceProcessing(const SpaceJob& job, Progress& progress) {
 
 std::string spaceStatisticsText(const SpaceRunResult& r) {
   char b[256];
-  std::snprintf(b, sizeof b, "输入: 均值 %.6g, 均方差 %.6g;  结果: 均值 %.6g, 均方差 %.6g, 最小 %.6g, 最大 %.6g",
+  std::snprintf(b, sizeof b,
+                "输入: 均值 %.6g, 均方差 %.6g;  结果: 均值 %.6g, 均方差 %.6g, 最小 %.6g, 最大 %.6g",
                 r.input.mean, r.input.stddev, r.output.mean, r.output.stddev, r.output.min,
                 r.output.max);
   return b;

@@ -145,6 +145,7 @@ double TerrainModel::hammer(double x, double y, double hs, const TerrainParams& 
       }
       if (!m) continue;  // no ground known: level with the station
       const double h = s / m - hs;
+      if (h == 0) continue;  // level ground: exactly nothing
       total += twoPiGRho / n * (r2 - r1 + std::sqrt(r1 * r1 + h * h) - std::sqrt(r2 * r2 + h * h));
     }
   }
@@ -173,7 +174,7 @@ double TerrainModel::prisms(double x, double y, double hs, const TerrainParams& 
       const double dz = hs - v;  // depth of the cell's top below the station (negative: above)
       if (dz == 0) continue;
       if (R >= kFarRatio * std::max(dx, dy))
-        total += lineMassGz(R, cellArea, 0.0, dz, p.density);
+        total += std::fabs(columnGz(cx, cy, dx, dy, 0.0, dz, p.density));
       else
         total += std::fabs(prismGz(cx - 0.5 * dx, cx + 0.5 * dx, cy - 0.5 * dy, cy + 0.5 * dy,
                                    std::min(0.0, dz), std::max(0.0, dz), p.density));
@@ -198,7 +199,12 @@ double TerrainModel::prisms(double x, double y, double hs, const TerrainParams& 
       if (R >= rOut) continue;
       const double d = lv.mean[j] - hs;
       const double h2 = lv.variance[j] + d * d;
-      if (h2 > 0) total += lineMassGz(R, lv.count[j] * cellArea, 0.0, std::sqrt(h2), p.density);
+      if (h2 > 0) {
+        // The block's column over its footprint, scaled to the area its cells hold.
+        const double wx = x2 - x1, wy = y2 - y1;
+        total += lv.count[j] * cellArea / (wx * wy) *
+                 columnGz(0.5 * (x1 + x2), 0.5 * (y1 + y2), wx, wy, 0.0, std::sqrt(h2), p.density);
+      }
       continue;
     }
     // Split: the children of the level below that exist.
@@ -316,7 +322,8 @@ TerrainRunResult runTerrainCorrection(Database& db, const TerrainJob& job, Inter
   bool inTransaction = false;
   try {
     const std::vector<FieldDef> fields = db.fields(job.table);
-    for (const std::string* f : {&job.xField, &job.yField, &job.elevationField, &job.bouguerField}) {
+    for (const std::string* f :
+         {&job.xField, &job.yField, &job.elevationField, &job.bouguerField}) {
       if (f->empty()) continue;
       const int i = fieldAt(fields, *f);
       if (i < 0 || !fields[static_cast<std::size_t>(i)].isNumeric())
@@ -347,9 +354,8 @@ TerrainRunResult runTerrainCorrection(Database& db, const TerrainJob& job, Inter
     std::vector<std::string> targets{tcField};
     if (!job.bouguerField.empty()) targets.push_back(cbaField);
     for (const std::string& f : targets)
-      if (fieldAt(fields, f) >= 0 &&
-          ui.ask(kTitle, "字段 " + f + " 已存在, 是否覆盖其中的数据?", Buttons::YesNo) !=
-              Answer::Yes)
+      if (fieldAt(fields, f) >= 0 && ui.ask(kTitle, "字段 " + f + " 已存在, 是否覆盖其中的数据?",
+                                            Buttons::YesNo) != Answer::Yes)
         return fail({});
 
     bool stopped = false;
