@@ -62,6 +62,8 @@ class CairoCanvas : public Canvas {
   void ellipse(double cx, double cy, double rx, double ry, const Pen& p,
                std::optional<Rgb> fill) override {
     if (!(rx > 0 && ry > 0)) return;
+    // A text drawn before leaves a current point, which cairo_arc would join to the circle.
+    cairo_new_path(cr_);
     cairo_save(cr_);
     cairo_translate(cr_, cx, cy);
     cairo_scale(cr_, rx, ry);

@@ -65,33 +65,67 @@ std::string extend(const std::vector<float>& grid, const Frame& f, std::vector<f
   return extendGrid2D(work.data(), f.nx, f.ny, f.nxp, f.nyp);
 }
 
+// Adds Σ_{n = from … kMaxTerms} (−1)^(n−1)·c_n/n!·F[ηⁿ] into `sum`, with c_n = base·κ^(n − from)
+// (`base` per element, taken by value). Two powers go through one complex transform, ηⁿ as the
+// real part and ηⁿ⁺¹ as the imaginary, and are parted by the symmetry of real spectra:
+// F[a] = (Z(k) + Z*(−k))/2, F[b] = (Z(k) − Z*(−k))/2i. Elements where `filter` is 0 are left.
+// The series ends after a pair whose terms all lie below `stop` (absolute), or with
+// `stopRelative` below `stop` times the largest term of the first pair. False when the progress
+// asks to stop (looked at after every pair).
+bool addSeries(const std::vector<float>& eta, const Frame& f, int from, std::vector<double> base,
+               const std::vector<double>* filter, double stop, bool stopRelative,
+               std::vector<Cd>& sum, Progress* progress) {
+  const std::size_t size = f.size();
+  std::vector<float> pa(eta), pb(size);
+  for (int k = 1; k < from; ++k)
+    for (std::size_t i = 0; i < size; ++i) pa[i] *= eta[i];
+  double factorial = 1;
+  for (int k = 2; k <= from; ++k) factorial *= k;
+  std::vector<CFloat> spec(size);
+  double first = -1;
+  const int mx = f.nxp - 1, my = f.nyp - 1;
+  for (int n = from; n <= kMaxTerms; n += 2) {
+    const bool two = n + 1 <= kMaxTerms;
+    for (std::size_t i = 0; i < size; ++i) {
+      pb[i] = pa[i] * eta[i];
+      spec[i] = {pa[i], two ? pb[i] : 0.0f};
+    }
+    fft2d(spec, f.nxp, f.nyp, +1);
+    const double fa = factorial, fb = factorial * (n + 1);
+    const double sa = n % 2 ? 1.0 : -1.0;
+    double largest = 0;
+    for (int j = 0; j < f.nyp; ++j)
+      for (int c = 0; c < f.nxp; ++c) {
+        const std::size_t i = static_cast<std::size_t>(j) * f.nxp + c;
+        if (filter && (*filter)[i] == 0) continue;
+        const std::size_t m = static_cast<std::size_t>((f.nyp - j) & my) * f.nxp +
+                              static_cast<std::size_t>((f.nxp - c) & mx);
+        const Cd z(spec[i].re, spec[i].im), zm(spec[m].re, -spec[m].im);
+        const Cd ta = sa * base[i] / fa * 0.5 * (z + zm);
+        const Cd tb = two ? -sa * base[i] * f.kappa[i] / fb * Cd(0, -0.5) * (z - zm) : Cd(0, 0);
+        sum[i] += ta + tb;
+        largest = std::max({largest, std::abs(ta), std::abs(tb)});
+        base[i] *= f.kappa[i] * f.kappa[i];
+      }
+    factorial = fb * (n + 2);
+    for (std::size_t i = 0; i < size; ++i) pa[i] = pb[i] * eta[i];
+    if (first < 0) first = largest;
+    if (largest <= (stopRelative ? stop * first : stop) && (!stopRelative || n > from)) break;
+    if (progress && !progress->pump()) return false;
+  }
+  return true;
+}
+
 // The forward series on the padded frame: the anomaly of η = h/z0 (padded), as a padded array.
 // `scale` turns Σ into the anomaly's units: −2πGΔρ·z0 (density) or −2πC_m·M (magnetic).
 std::vector<float> forwardSeries(const std::vector<float>& eta, const Frame& f, bool magnetic,
                                  double scale) {
   std::vector<Cd> sum(f.size(), Cd(0, 0));
-  std::vector<float> power(eta);
-  std::vector<CFloat> spec;
-  double first = 0;
-  double factorial = 1;
-  for (int n = 1; n <= kMaxTerms; ++n) {
-    if (n > 1) {
-      factorial *= n;
-      for (std::size_t i = 0; i < power.size(); ++i) power[i] *= eta[i];
-    }
-    forward(power, f, spec);
-    const double sign = n % 2 ? 1.0 : -1.0;
-    double largest = 0;
-    for (std::size_t i = 0; i < f.size(); ++i) {
-      const double kap = f.kappa[i];
-      const double c = sign * std::pow(kap, magnetic ? n : n - 1) / factorial * std::exp(-kap);
-      const Cd t = c * Cd(spec[i].re, spec[i].im);
-      sum[i] += t;
-      largest = std::max(largest, std::abs(t));
-    }
-    if (n == 1) first = largest;
-    else if (largest <= kTermTolerance * first) break;
-  }
+  // κ^(n−1)·e^(−κ) (density) or κ^n·e^(−κ) (magnetic) at n = 1.
+  std::vector<double> base(f.size());
+  for (std::size_t i = 0; i < f.size(); ++i)
+    base[i] = std::exp(-f.kappa[i]) * (magnetic ? f.kappa[i] : 1.0);
+  addSeries(eta, f, 1, std::move(base), nullptr, kTermTolerance, true, sum, nullptr);
   std::vector<CFloat> out(f.size());
   for (std::size_t i = 0; i < f.size(); ++i)
     out[i] = {static_cast<float>(scale * sum[i].real()), static_cast<float>(scale * sum[i].imag())};
@@ -102,8 +136,9 @@ std::vector<float> forwardSeries(const std::vector<float>& eta, const Frame& f, 
 }
 
 double seriesScale(const InterfaceParams& p, double z0Metres) {
-  return p.kind == InterfaceKind::Magnetic ? -kTwoPiCmNt * p.contrast
-                                           : -2.0 * kPi * kGravityMgalPerMetre * p.contrast * z0Metres;
+  return p.kind == InterfaceKind::Magnetic
+             ? -kTwoPiCmNt * p.contrast
+             : -2.0 * kPi * kGravityMgalPerMetre * p.contrast * z0Metres;
 }
 
 // The low-pass filter B at κ (the frame's wavenumbers are scaled by z0).
@@ -120,11 +155,11 @@ std::vector<float> interfaceAnomaly(const std::vector<float>& relief, int nx, in
   const double m = p.metresPerUnit, z0 = p.referenceDepth * m;
   const Frame f = makeFrame(nx, ny, dx * m, dy * m, z0);
   std::vector<float> eta(relief.size());
-  for (std::size_t i = 0; i < relief.size(); ++i)
-    eta[i] = static_cast<float>(relief[i] * m / z0);
+  for (std::size_t i = 0; i < relief.size(); ++i) eta[i] = static_cast<float>(relief[i] * m / z0);
   std::vector<float> work;
   if (!extend(eta, f, work).empty()) return {};
-  const std::vector<float> g = forwardSeries(work, f, p.kind == InterfaceKind::Magnetic, seriesScale(p, z0));
+  const std::vector<float> g =
+      forwardSeries(work, f, p.kind == InterfaceKind::Magnetic, seriesScale(p, z0));
   std::vector<float> out(static_cast<std::size_t>(nx) * ny);
   for (int r = 0; r < ny; ++r)
     std::copy_n(g.begin() + static_cast<std::ptrdiff_t>(r) * f.nxp, nx,
@@ -169,37 +204,20 @@ InterfaceResult invertInterface(const std::vector<float>& anomaly, int nx, int n
     const double kap = f.kappa[i];
     filter[i] = lowPass(kap, kPass, kCut);
     const double div = scale * (magnetic ? kap : 1.0);
-    data[i] = filter[i] == 0 || div == 0 ? Cd(0, 0)
-                                         : Cd(spec[i].re, spec[i].im) * std::exp(kap) / div;
+    data[i] =
+        filter[i] == 0 || div == 0 ? Cd(0, 0) : Cd(spec[i].re, spec[i].im) * std::exp(kap) / div;
     dataMax = std::max(dataMax, std::abs(data[i]));
   }
 
-  std::vector<float> eta(f.size(), 0.0f), next(f.size()), power(f.size());
+  std::vector<float> eta(f.size(), 0.0f), next(f.size());
   std::vector<Cd> sum(f.size());
   progress.setMaximum(p.maxIterations);
   for (int iter = 1; iter <= p.maxIterations; ++iter) {
     std::fill(sum.begin(), sum.end(), Cd(0, 0));
-    if (iter > 1) {
-      power = eta;
-      double factorial = 1;
-      for (int n = 2; n <= kMaxTerms; ++n) {
-        factorial *= n;
-        for (std::size_t i = 0; i < power.size(); ++i) power[i] *= eta[i];
-        forward(power, f, spec);
-        const double sign = n % 2 ? 1.0 : -1.0;
-        double largest = 0;
-        for (std::size_t i = 0; i < f.size(); ++i) {
-          if (filter[i] == 0) continue;
-          const Cd t = sign * std::pow(f.kappa[i], n - 1) / factorial * Cd(spec[i].re, spec[i].im);
-          sum[i] += t;
-          largest = std::max(largest, std::abs(t));
-        }
-        if (largest <= kTermTolerance * dataMax) break;
-        if (!progress.pump()) {
-          res.cancelled = true;
-          return res;
-        }
-      }
+    if (iter > 1 &&
+        !addSeries(eta, f, 2, f.kappa, &filter, kTermTolerance * dataMax, false, sum, &progress)) {
+      res.cancelled = true;
+      return res;
     }
     std::vector<CFloat> upd(f.size());
     for (std::size_t i = 0; i < f.size(); ++i) {
@@ -242,23 +260,39 @@ InterfaceResult invertInterface(const std::vector<float>& anomaly, int nx, int n
     }
   }
 
-  // The interface and its anomaly at the data nodes.
-  const std::vector<float> g = forwardSeries(eta, f, magnetic, scale);
+  // The interface and its anomaly at the data nodes. The relief is shifted so that its mean
+  // over the data nodes is 0 (z0 is the mean depth there); the computed anomaly is taken about
+  // its mean over the same nodes and given the observed mean, the datum the data do not fix.
   const std::size_t n = static_cast<std::size_t>(nx) * ny;
+  double shift = 0;
+  std::size_t count = 0;
+  for (int r = 0; r < ny; ++r)
+    for (int c = 0; c < nx; ++c)
+      if (!isNullValue(anomaly[static_cast<std::size_t>(r) * nx + c])) {
+        shift += eta[static_cast<std::size_t>(r) * f.nxp + c];
+        ++count;
+      }
+  shift /= static_cast<double>(std::max<std::size_t>(1, count));
+  for (float& v : eta) v = static_cast<float>(v - shift);
+  const std::vector<float> g = forwardSeries(eta, f, magnetic, scale);
+  double gMean = 0;
+  for (int r = 0; r < ny; ++r)
+    for (int c = 0; c < nx; ++c)
+      if (!isNullValue(anomaly[static_cast<std::size_t>(r) * nx + c]))
+        gMean += g[static_cast<std::size_t>(r) * f.nxp + c];
+  gMean /= static_cast<double>(std::max<std::size_t>(1, count));
   res.depth.assign(n, NULL_VALUE);
   res.computed.assign(n, NULL_VALUE);
   double misfit = 0;
-  std::size_t count = 0;
   for (int r = 0; r < ny; ++r)
     for (int c = 0; c < nx; ++c) {
       const std::size_t o = static_cast<std::size_t>(r) * nx + c;
       const std::size_t i = static_cast<std::size_t>(r) * f.nxp + c;
       if (isNullValue(anomaly[o])) continue;
       res.depth[o] = static_cast<float>(p.referenceDepth * (1.0 + eta[i]));
-      res.computed[o] = static_cast<float>(g[i] + stats.mean);
+      res.computed[o] = static_cast<float>(g[i] - gMean + stats.mean);
       const double d = static_cast<double>(anomaly[o]) - res.computed[o];
       misfit += d * d;
-      ++count;
     }
   res.rmsMisfit = std::sqrt(misfit / static_cast<double>(std::max<std::size_t>(1, count)));
   return res;
@@ -274,8 +308,10 @@ InterfaceRunResult runInterfaceInversion(const InterfaceJob& job, Progress& prog
     return out;
   };
   if (!(p.contrast != 0 && std::isfinite(p.contrast))) return fail(kMsgInterfaceBadContrast);
-  if (!(p.referenceDepth > 0 && std::isfinite(p.referenceDepth))) return fail(kMsgInterfaceBadDepth);
-  if (!(p.cutWavelength > 0 && p.passWavelength > p.cutWavelength && std::isfinite(p.passWavelength)))
+  if (!(p.referenceDepth > 0 && std::isfinite(p.referenceDepth)))
+    return fail(kMsgInterfaceBadDepth);
+  if (!(p.cutWavelength > 0 && p.passWavelength > p.cutWavelength &&
+        std::isfinite(p.passWavelength)))
     return fail(kMsgInterfaceBadFilter);
   if (!(p.criterion > 0 && p.maxIterations >= 1 && p.maxIterations <= 100))
     return fail(kMsgInterfaceBadCriterion);
@@ -309,14 +345,105 @@ InterfaceRunResult runInterfaceInversion(const InterfaceJob& job, Progress& prog
     if (!writeGrid(job.fitPath, kGridMagicB, fh.method, fh, out.result.computed))
       return fail("路径/文件访问错误");
   }
+  out.header = h;
+  out.observed = std::move(in.grid.nodes);
   out.outcome = Outcome::success(kMsgInterfaceDone);
   return out;
+}
+
+chart::Chart interfaceMapChart(const InterfaceRunResult& r) {
+  using namespace chart;
+  Chart c;
+  const GridHeader& h = r.header;
+  const std::vector<float>& z = r.result.depth;
+  c.title = "界面深度";
+  c.x.label = "X";
+  c.y.label = "Y";
+  c.fitFrame = true;
+  if (h.nx < 1 || h.ny < 1 || z.size() != static_cast<std::size_t>(h.nx) * h.ny) return c;
+  const int step = std::max(1, (std::max(h.nx, h.ny) + 159) / 160);
+  double lo = 1e300, hi = -1e300;
+  for (float v : z)
+    if (!isNullValue(v)) {
+      lo = std::min(lo, static_cast<double>(v));
+      hi = std::max(hi, static_cast<double>(v));
+    }
+  if (lo > hi) return c;
+  if (hi <= lo) hi = lo + 1;
+  c.colourBar = makeColourBar(lo, hi, 12, false, "深度");
+  Series cells;
+  cells.kind = SeriesKind::Cells;
+  cells.cellCorners = 4;
+  const double wx = h.dx * step, wy = h.dy * step;
+  for (int r = 0; r < h.ny; r += step)
+    for (int col = 0; col < h.nx; col += step) {
+      const float v = z[static_cast<std::size_t>(r) * h.nx + col];
+      if (isNullValue(v)) continue;
+      const double x = h.x0 + col * h.dx, y = h.y0 + r * h.dy;
+      cells.x.insert(cells.x.end(), {x - wx / 2, x + wx / 2, x + wx / 2, x - wx / 2});
+      cells.y.insert(cells.y.end(), {y - wy / 2, y - wy / 2, y + wy / 2, y + wy / 2});
+      cells.cellColours.push_back(colourOf(*c.colourBar, v));
+      cells.cellValues.push_back(v);
+    }
+  c.x.autoRange = c.y.autoRange = false;
+  c.x.lo = h.x0 - h.dx / 2.0;
+  c.x.hi = h.x0 + (h.nx - 0.5) * h.dx;
+  c.y.lo = h.y0 - h.dy / 2.0;
+  c.y.hi = h.y0 + (h.ny - 0.5) * h.dy;
+  c.series.push_back(std::move(cells));
+  return c;
+}
+
+namespace {
+// The values of one row as a line, nulls left out.
+chart::Series rowSeries(const GridHeader& h, const std::vector<float>& v, int row,
+                        chart::Rgb colour, const std::string& name) {
+  chart::Series s = chart::Series::of(chart::SeriesKind::Line, {}, {}, colour, name);
+  if (row < 0 || row >= h.ny || v.size() != static_cast<std::size_t>(h.nx) * h.ny) return s;
+  for (int col = 0; col < h.nx; ++col) {
+    const float z = v[static_cast<std::size_t>(row) * h.nx + col];
+    if (isNullValue(z)) continue;
+    s.x.push_back(h.x0 + col * h.dx);
+    s.y.push_back(z);
+  }
+  return s;
+}
+}  // namespace
+
+chart::Chart interfaceFitChart(const InterfaceRunResult& r, int row) {
+  using namespace chart;
+  Chart c;
+  const GridHeader& h = r.header;
+  char title[64];
+  std::snprintf(title, sizeof title, "第 %d 行: 观测与计算异常", row + 1);
+  c.title = title;
+  c.x.label = "X";
+  c.y.label = h.method == "磁性界面反演" ? "ΔT (nT)" : "Δg (mGal)";
+  c.fitFrame = true;
+  c.legend = true;
+  c.series.push_back(rowSeries(h, r.observed, row, kBlue, "观测"));
+  Series computed = rowSeries(h, r.result.computed, row, kRed, "计算");
+  computed.dashed = true;
+  c.series.push_back(std::move(computed));
+  return c;
+}
+
+chart::Chart interfaceSectionChart(const InterfaceRunResult& r, int row) {
+  using namespace chart;
+  Chart c;
+  c.x.label = "X";
+  c.y.label = "深度";
+  c.y.reversed = true;
+  c.fitFrame = true;
+  c.series.push_back(rowSeries(r.header, r.result.depth, row, kBlack, "界面"));
+  return c;
 }
 
 std::string interfaceReport(const InterfaceRunResult& r) {
   const InterfaceResult& x = r.result;
   char b[256];
-  std::snprintf(b, sizeof b, "迭代次数: %zu%s, 末次深度变化均方根: %.4g, 拟合均方差: %.4g (异常均方差 %.4g)",
+  std::snprintf(b, sizeof b,
+                "迭代次数: %zu%s, 末次深度变化均方根: %.4g, 拟合均方差: %.4g (异常均方差 %.4g)",
                 x.rmsChange.size(), x.converged ? " (已收敛)" : " (未达收敛标准)",
                 x.rmsChange.empty() ? 0.0 : x.rmsChange.back(), x.rmsMisfit, x.anomalyRms);
   return b;

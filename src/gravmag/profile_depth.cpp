@@ -107,7 +107,8 @@ std::vector<double> hilbertTransform(const std::vector<double>& v) {
   const PaddedSize ps = paddedSize(2 * n);
   const int m = ps.size;
   std::vector<float> re(static_cast<std::size_t>(m), 0.0f), im(re.size(), 0.0f);
-  for (int i = 0; i < n; ++i) re[static_cast<std::size_t>(i)] = static_cast<float>(v[static_cast<std::size_t>(i)]);
+  for (int i = 0; i < n; ++i)
+    re[static_cast<std::size_t>(i)] = static_cast<float>(v[static_cast<std::size_t>(i)]);
   fft1d(re.data(), im.data(), m, ps.power);
   // −i·sgn(k); the zero and Nyquist bins vanish.
   for (int k = 0; k < m; ++k) {
@@ -126,7 +127,8 @@ std::vector<double> hilbertTransform(const std::vector<double>& v) {
   for (float& x : im) x = -x;
   fft1d(re.data(), im.data(), m, ps.power);
   std::vector<double> out(v.size());
-  for (int i = 0; i < n; ++i) out[static_cast<std::size_t>(i)] = static_cast<double>(re[static_cast<std::size_t>(i)]) / m;
+  for (int i = 0; i < n; ++i)
+    out[static_cast<std::size_t>(i)] = static_cast<double>(re[static_cast<std::size_t>(i)]) / m;
   return out;
 }
 
@@ -134,7 +136,8 @@ RegularProfile regularProfile(const ProfileSeries& s) {
   RegularProfile p;
   std::vector<std::size_t> order(s.x.size());
   std::iota(order.begin(), order.end(), 0);
-  std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return s.x[a] < s.x[b]; });
+  std::stable_sort(order.begin(), order.end(),
+                   [&](std::size_t a, std::size_t b) { return s.x[a] < s.x[b]; });
   std::vector<double> x, t, tz;
   const bool hasTz = !s.tz.empty() && s.tz.size() == s.x.size();
   for (std::size_t k : order) {
@@ -147,7 +150,8 @@ RegularProfile regularProfile(const ProfileSeries& s) {
   std::vector<double> steps;
   for (std::size_t i = 1; i < x.size(); ++i) steps.push_back(x[i] - x[i - 1]);
   const double dx = median(steps);
-  const std::size_t n = static_cast<std::size_t>(std::floor((x.back() - x.front()) / dx + 1e-9)) + 1;
+  const std::size_t n =
+      static_cast<std::size_t>(std::floor((x.back() - x.front()) / dx + 1e-9)) + 1;
   p.x0 = x.front();
   p.dx = dx;
   p.measuredTz = hasTz;
@@ -349,8 +353,8 @@ Outcome writeDepthTable(Database& db, const std::string& table, const std::strin
                         Interaction& ui) {
   try {
     db.begin();
-    Registration how{origin, kDepthCaption, OverwriteRule::Ask, "新数据表名已存在,是否覆盖?", "",
-                     false};
+    Registration how{origin, kDepthCaption, OverwriteRule::Ask, "新数据表名已存在,是否覆盖?",
+                     "",     false};
     if (registerTable(db, table, how, ui) == RegisterResult::Declined) {
       db.rollback();
       return Outcome::failure("");
@@ -395,7 +399,9 @@ DepthRunResult runProfileDepth(const DepthJob& job, Database* db, Interaction& u
   if (job.valueField.empty()) return fail(kMsgDepthNoValue);
   if (p.method != DepthMethod::AnalyticSignal && (p.window < kMinWindow || p.window > kMaxWindow))
     return fail(kMsgDepthBadWindow);
-  const double maxIndex = p.method == DepthMethod::Euler ? 3.0 : p.method == DepthMethod::Werner ? 1.0 : 2.0;
+  const double maxIndex = p.method == DepthMethod::Euler    ? 3.0
+                          : p.method == DepthMethod::Werner ? 1.0
+                                                            : 2.0;
   if (!(p.index >= 0 && p.index <= maxIndex)) return fail(kMsgDepthBadIndex);
   if (p.method == DepthMethod::Euler && !(p.tolerance > 0 && std::isfinite(p.tolerance)))
     return fail(kMsgDepthBadTolerance);
@@ -421,6 +427,11 @@ DepthRunResult runProfileDepth(const DepthJob& job, Database* db, Interaction& u
   return res;
 }
 
+namespace {
+// The frame both charts share, so that their distance axes stand one above the other.
+constexpr chart::Frame kStackedFrame{0.1, 0.16, 0.86, 0.74};
+}  // namespace
+
 chart::Chart profileChart(const DepthRunResult& r) {
   using namespace chart;
   Chart c;
@@ -428,7 +439,7 @@ chart::Chart profileChart(const DepthRunResult& r) {
   c.title = r.method;
   c.x.label = "距离";
   c.y.label = "磁异常 (nT)";
-  c.fitFrame = true;
+  c.frame = kStackedFrame;
   c.legend = true;
   std::vector<double> xs(p.size());
   for (std::size_t i = 0; i < p.size(); ++i) xs[i] = p.x(i);
@@ -468,7 +479,7 @@ chart::Chart solutionChart(const DepthRunResult& r) {
   c.x.label = "距离";
   c.y.label = "深度";
   c.y.reversed = true;
-  c.fitFrame = true;
+  c.frame = kStackedFrame;
   if (p.size()) {
     c.x.autoRange = false;
     c.x.lo = p.x(0);
