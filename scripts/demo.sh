@@ -29,6 +29,13 @@ set -x
 "$CLI" render grid "$AREA/Grid_dat/Bouguer.grd" --mode relief --width 800 --colour-bar -o "$AREA/temp/map/Bouguer.png"
 "$CLI" grid2table Au_idw --name 金网格
 "$CLI" export table 金网格 "$AREA/temp/Au_idw.csv"
+"$CLI" anomaly --table 水系沉积物测量 --fields Au,Ag,Cu,Pb,Zn --method lognormal
+"$CLI" classstat --table 水系沉积物测量 --class 地层 --items Au,Cu
+"$CLI" fft --mode 220 --grid Bouguer --par1 500 -o "$AREA/Grid_dat/Bouguer_up500.grd"
+"$CLI" render grid "$AREA/Grid_dat/Bouguer_up500.grd" --mode graded --levels 16 --width 800 --colour-bar -o "$AREA/temp/map/Bouguer_up500.png"
+"$CLI" sounding invert "$AREA/Prof_Dat/demo_sound1.s1i"
+"$CLI" dc2d auto "$AREA/Prof_Dat/demo_dc2d.hdo" --terrain "$AREA/Prof_Dat/demo_dc2d.ter"
 set +x
 echo
-echo "Maps: $AREA/temp/map/Au_idw.png and $AREA/temp/map/Bouguer.png"
+echo "Maps: $AREA/temp/map/Au_idw.png, Bouguer.png and Bouguer_up500.png"
+echo "Resistivity section: $AREA/Prof_Dat/demo_dc2d_mod.png"
