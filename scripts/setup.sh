@@ -9,7 +9,7 @@ PACKAGES=(
   libsqlite3-dev libproj-dev proj-data libgdal-dev libeigen3-dev
   mdbtools-dev libglib2.0-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  fonts-noto-cjk
+  fonts-noto-cjk qt6-translations-l10n
 )
 
 missing=()

@@ -15,6 +15,7 @@ int main(int argc, char** argv) {
   font.setFamilies(
       {"Noto Sans CJK SC", "Source Han Sans SC", "WenQuanYi Micro Hei", font.family()});
   QApplication::setFont(font);
+  sarnoth::gui::installQtTranslations();
   auto window = sarnoth::gui::startWorkbench(sarnoth::executableDir());
   if (!window) return 0;
   return QApplication::exec();

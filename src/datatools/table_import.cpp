@@ -13,6 +13,7 @@
 #include <fstream>
 #include <random>
 #include <sstream>
+#include <unordered_set>
 
 #include "workarea/jet_import.h"
 #include "workarea/null_value.h"
@@ -37,6 +38,20 @@ std::string trimBlanks(std::string_view s) {
   return std::string(s.substr(b, e - b));
 }
 
+// The items of "a,b,c", empty items dropped.
+std::vector<std::string> splitCsvList(const std::string& text) {
+  std::vector<std::string> items;
+  std::size_t at = 0;
+  while (at <= text.size()) {
+    std::size_t comma = text.find(',', at);
+    if (comma == std::string::npos) comma = text.size();
+    if (std::string item = text.substr(at, comma - at); !trimBlanks(item).empty())
+      items.push_back(item);
+    at = comma + 1;
+  }
+  return items;
+}
+
 std::size_t utf8Length(const std::string& s) {
   std::size_t n = 0;
   for (unsigned char c : s)
@@ -44,22 +59,38 @@ std::size_t utf8Length(const std::string& s) {
   return n;
 }
 
-// A number cell: blanks trimmed, the decimal comma taken as a point. False for anything else.
-bool parseNumber(const std::string& cell, char decimal, double& v) {
+enum class CellNumber { Number, NoData, Text };
+
+// A number cell: blanks trimmed, the decimal comma taken as a point. NaN and infinities
+// ("nan", "inf", "-Infinity", or beyond the double range) are numbers that hold no data.
+CellNumber classifyNumber(const std::string& cell, char decimal, double& v) {
   std::string t = trimBlanks(cell);
-  if (t.empty()) return false;
+  if (t.empty()) return CellNumber::Text;
   if (decimal == ',') std::replace(t.begin(), t.end(), ',', '.');
   const char* b = t.data();
   if (*b == '+') ++b;
   auto r = std::from_chars(b, t.data() + t.size(), v);
-  return r.ec == std::errc() && r.ptr == t.data() + t.size() && std::isfinite(v);
+  if (r.ptr != t.data() + t.size()) return CellNumber::Text;
+  if (r.ec == std::errc::result_out_of_range) return CellNumber::NoData;
+  if (r.ec != std::errc()) return CellNumber::Text;
+  return std::isfinite(v) ? CellNumber::Number : CellNumber::NoData;
 }
 
+// A finite number; false for anything else.
+bool parseNumber(const std::string& cell, char decimal, double& v) {
+  return classifyNumber(cell, decimal, v) == CellNumber::Number;
+}
+
+// Digits that carry the value: leading zeros and the trailing zeros of a fraction do not
+// ("2.3300000" as a fixed-width file writes 2.33 has three).
 int significantDigits(const std::string& cell) {
+  std::string_view m(cell);
+  if (std::size_t e = m.find_first_of("eE"); e != std::string_view::npos) m = m.substr(0, e);
+  if (m.find_first_of(".,") != std::string_view::npos)
+    while (!m.empty() && (m.back() == '0' || m.back() == ' ')) m.remove_suffix(1);
   int n = 0;
   bool leading = true;
-  for (char c : cell) {
-    if (c == 'e' || c == 'E') break;
+  for (char c : m) {
     if (c >= '0' && c <= '9') {
       if (c == '0' && leading) continue;
       leading = false;
@@ -87,12 +118,7 @@ class DelimitedSource : public RowSource {
       dataStart_ = pos_;
     }
     for (auto& h : header_) h = trimBlanks(h);
-    // Nameless columns get a name, repeated names a suffix.
-    for (std::size_t i = 0; i < header_.size(); ++i) {
-      if (header_[i].empty()) header_[i] = "F" + std::to_string(i + 1);
-      for (std::size_t j = 0; j < i; ++j)
-        if (header_[j] == header_[i]) header_[i] += "_" + std::to_string(i + 1);
-    }
+    makeColumnNamesUnique(header_);
   }
 
   const std::vector<std::string>& header() const override { return header_; }
@@ -190,37 +216,98 @@ void ensureGdal() { static GdalInit init; }
 
 class OgrSource : public RowSource {
  public:
-  OgrSource(GDALDatasetH ds, OGRLayerH layer, bool gbk) : ds_(ds), layer_(layer), gbk_(gbk) {
+  OgrSource(GDALDatasetH ds, OGRLayerH layer, bool dbf) : ds_(ds), layer_(layer), dbf_(dbf) {
     OGRFeatureDefnH defn = OGR_L_GetLayerDefn(layer_);
-    for (int i = 0; i < OGR_FD_GetFieldCount(defn); ++i)
-      header_.push_back(text(OGR_Fld_GetNameRef(OGR_FD_GetFieldDefn(defn, i))));
-    OGR_L_ResetReading(layer_);
+    for (int i = 0; i < OGR_FD_GetFieldCount(defn); ++i) {
+      OGRFieldDefnH fd = OGR_FD_GetFieldDefn(defn, i);
+      header_.push_back(text(OGR_Fld_GetNameRef(fd)));
+      if (dbf_) types_.push_back(dbfFieldType(header_.back(), fd));
+    }
+    makeColumnNamesUnique(header_);
+    for (std::size_t i = 0; i < types_.size(); ++i) types_[i].name = header_[i];
+    // A dBASE header states its record count; the other drivers only estimate.
+    promised_ = dbf_ ? OGR_L_GetFeatureCount(layer_, 1) : -1;
+    rewind();
   }
   ~OgrSource() override { GDALClose(ds_); }
   const std::vector<std::string>& header() const override { return header_; }
-  void rewind() override { OGR_L_ResetReading(layer_); }
+  std::vector<FieldDef> declaredTypes() const override { return types_; }
+  void rewind() override {
+    OGR_L_ResetReading(layer_);
+    read_ = 0;
+    error_.clear();
+  }
   std::int64_t approxRows() const override { return OGR_L_GetFeatureCount(layer_, 0); }
   bool next(std::vector<std::string>& cells) override {
+    CPLErrorReset();
     OGRFeatureH f = OGR_L_GetNextFeature(layer_);
-    if (!f) return false;
+    if (!f) {
+      // The end of the features, or a read that failed: a damaged or truncated file must not
+      // pass for a shorter table.
+      if (CPLGetLastErrorType() >= CE_Failure)
+        error_ = CPLGetLastErrorMsg();
+      else if (promised_ >= 0 && read_ < promised_)
+        error_ = "文件只有 " + std::to_string(read_) + " 条记录, 少于文件头所记的 " +
+                 std::to_string(promised_) + " 条 (文件不完整)";
+      return false;
+    }
+    ++read_;
     cells.assign(header_.size(), {});
     for (std::size_t i = 0; i < header_.size(); ++i)
       if (OGR_F_IsFieldSetAndNotNull(f, static_cast<int>(i)))
         cells[i] = text(OGR_F_GetFieldAsString(f, static_cast<int>(i)));
     OGR_F_Destroy(f);
+    if (CPLGetLastErrorType() >= CE_Failure) {
+      error_ = CPLGetLastErrorMsg();
+      return false;
+    }
     return true;
+  }
+  std::string readError() const override {
+    if (error_.empty()) return {};
+    return (dbf_ ? "读DBase DBF数据表错 -- " : "读Excel XSL 数据表错 -- ") + error_;
   }
 
  private:
   // dBASE files of the system carry GBK text; spreadsheets are Unicode.
   std::string text(const char* s) const {
     std::string t = s ? s : "";
-    return gbk_ ? decodeFileText(t) : t;
+    return dbf_ ? decodeFileText(t) : t;
+  }
+  // A dBASE field declares its type: N without decimals is a whole number, N with up to 7
+  // decimals a single (as our export writes SINGLE), more decimals a double; C is text.
+  static FieldDef dbfFieldType(const std::string& name, OGRFieldDefnH fd) {
+    FieldDef f;
+    f.name = name;
+    const int width = OGR_Fld_GetWidth(fd), prec = OGR_Fld_GetPrecision(fd);
+    switch (OGR_Fld_GetType(fd)) {
+      case OFTInteger:
+        f.type = JetType::Long;
+        break;
+      case OFTInteger64:
+        f.type = JetType::Double;
+        break;
+      case OFTReal:
+        f.type = prec == 0 ? JetType::Double : prec <= 7 ? JetType::Single : JetType::Double;
+        break;
+      case OFTDate:
+      case OFTDateTime:
+        f.type = JetType::Date;
+        break;
+      default:
+        f.type = width > 255 ? JetType::Memo : JetType::Text;
+        f.size = f.type == JetType::Text ? std::max(width, 1) : 0;
+        break;
+    }
+    return f;
   }
   GDALDatasetH ds_;
   OGRLayerH layer_;
-  bool gbk_;
+  bool dbf_;
   std::vector<std::string> header_;
+  std::vector<FieldDef> types_;
+  std::int64_t promised_ = -1, read_ = 0;
+  std::string error_;
 };
 
 // ---- Jet tables, read from a scratch import of the file --------------------------------------
@@ -302,6 +389,43 @@ std::string numberText(double v, JetType type) {
   char buf[64];
   auto r = std::to_chars(buf, buf + sizeof buf, v);
   return std::string(buf, r.ptr);
+}
+
+std::vector<std::string> dbfFieldNames(const std::vector<std::string>& names) {
+  constexpr std::size_t kWidth = 10;
+  std::vector<std::string> out;
+  std::unordered_set<std::string> used;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    std::string g = utf8ToGbk(names[i]);
+    // Blanks and the signs dBASE names cannot hold become "_".
+    for (char& c : g)
+      if (c == ' ' || c == '.' || c == ',' || c == '\t' || c == '"' || c == '\'') c = '_';
+    if (g.empty()) g = "F" + std::to_string(i + 1);
+    // Cut on a character boundary: a lead byte from 0x81 starts a two-byte character.
+    auto cut = [](const std::string& b, std::size_t width) {
+      std::size_t k = 0;
+      while (k < b.size()) {
+        std::size_t len = static_cast<unsigned char>(b[k]) >= 0x81 ? 2 : 1;
+        if (k + len > width) break;
+        k += len;
+      }
+      return b.substr(0, k);
+    };
+    std::string name = cut(g, kWidth);
+    // dBASE compares names case-blind.
+    auto key = [](std::string k) {
+      for (char& c : k)
+        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+      return k;
+    };
+    for (int n = 1; used.count(key(name)); ++n) {
+      std::string suffix = std::to_string(n);
+      name = cut(g, kWidth - suffix.size()) + suffix;
+    }
+    used.insert(key(name));
+    out.push_back(name);
+  }
+  return out;
 }
 
 std::unique_ptr<RowSource> openDelimited(const std::string& path, const DelimitedOptions& opt,
@@ -411,6 +535,48 @@ std::unique_ptr<RowSource> openSource(const std::string& path, const std::string
   return openLayer(path, layer, error);
 }
 
+void makeColumnNamesUnique(std::vector<std::string>& names) {
+  std::unordered_set<std::string> seen;
+  seen.reserve(names.size() * 2);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    std::string& n = names[i];
+    if (n.empty()) n = "F" + std::to_string(i + 1);
+    while (!seen.insert(n).second) n += "_" + std::to_string(i + 1);
+  }
+}
+
+Outcome applyColumnChoices(std::vector<ImportColumn>& columns, const std::string& types,
+                           const std::string& skip) {
+  std::vector<ImportColumn> out = columns;
+  auto find = [&out](const std::string& name) -> ImportColumn* {
+    for (auto& c : out)
+      if (c.name == name) return &c;
+    return nullptr;
+  };
+  // TEXT(n) holds no comma, so a plain split at commas serves.
+  for (const std::string& item : splitCsvList(types)) {
+    std::size_t eq = item.find('=');
+    std::string name = trimBlanks(item.substr(0, eq));
+    if (eq == std::string::npos || name.empty())
+      return Outcome::failure("字段类型应写为 字段名=类型: " + item);
+    ImportColumn* c = find(name);
+    if (!c) return Outcome::failure("源数据中没有字段: " + name);
+    std::string word = trimBlanks(item.substr(eq + 1));
+    FieldDef f = FieldDef::parse(name, word);
+    if (f.type == JetType::Other || word.empty())
+      return Outcome::failure("不支持的字段类型: " + word +
+                              " (SINGLE, DOUBLE, LONG, INTEGER, TEXT(n), MEMO, DATE ...)");
+    c->type = f;
+  }
+  for (const std::string& name : splitCsvList(skip)) {
+    ImportColumn* c = find(trimBlanks(name));
+    if (!c) return Outcome::failure("源数据中没有字段: " + trimBlanks(name));
+    c->import = false;
+  }
+  columns = std::move(out);
+  return Outcome::success();
+}
+
 FieldDef guessColumnType(const std::string& name, const std::vector<std::string>& cells,
                          char decimal) {
   bool allWhole = true, fitsFloat = true;
@@ -422,9 +588,10 @@ FieldDef guessColumnType(const std::string& name, const std::vector<std::string>
     if (t.empty()) continue;
     ++filled;
     double v;
-    if (!parseNumber(t, decimal, v)) continue;
+    CellNumber kind = classifyNumber(t, decimal, v);
+    if (kind == CellNumber::Text) continue;
     ++numbers;
-    if (static_cast<float>(v) == NULL_VALUE) continue;
+    if (kind == CellNumber::NoData || static_cast<float>(v) == NULL_VALUE) continue;
     if (v != std::trunc(v) || std::fabs(v) > 2147483647.0 ||
         t.find_first_of(".eE") != std::string::npos)
       allWhole = false;
@@ -464,6 +631,7 @@ Outcome previewSource(RowSource& src, ImportPreview& out, int previewRows) {
     for (std::size_t i = 0; i < header.size(); ++i)
       columns[i].push_back(i < cells.size() ? std::move(cells[i]) : std::string());
   }
+  if (std::string e = src.readError(); !e.empty()) return Outcome::failure(e);
   if (rows == 0) return Outcome::failure("文件中没有数据");
   auto declared = src.declaredTypes();
   for (std::size_t i = 0; i < header.size(); ++i) {
@@ -482,7 +650,8 @@ Outcome previewSource(RowSource& src, ImportPreview& out, int previewRows) {
 Outcome importTable(Database& db, RowSource& src, const std::vector<ImportColumn>& columns,
                     const std::string& tableName, Interaction& ui, Progress& progress,
                     ImportReport* report) {
-  if (tableName.empty()) return Outcome::failure("请输入新数据表名.");
+  if (std::string why = newNameRefusal(tableName, NewNameKind::Table); !why.empty())
+    return Outcome::failure(why);
   std::vector<FieldDef> defs;
   std::vector<std::size_t> sourceIndex;
   const auto& header = src.header();
@@ -558,6 +727,8 @@ Outcome importTable(Database& db, RowSource& src, const std::vector<ImportColumn
         progress.pump();
       }
     }
+    // A read that failed mid-way leaves nothing: no table, no registry row.
+    if (std::string e = src.readError(); !e.empty()) throw StoreError(e);
     w.commit();
     db.commit();
     ownTx = false;
@@ -587,14 +758,22 @@ std::string csvCell(const std::string& s, char delimiter) {
   return out + "\"";
 }
 
+// The warning of an export in GBK that met characters GBK cannot hold.
+std::string replacedWarning(std::size_t replaced) {
+  if (replaced == 0) return {};
+  return "有 " + std::to_string(replaced) +
+         " 个字符无法用 GBK 编码表示, 已写为 \"?\"; 要保留这些字符, 请选用 UTF-8 编码转出.";
+}
+
 Outcome exportCsv(Database& db, const std::string& table, const std::string& path,
                   const ExportOptions& opt, Progress& progress, std::int64_t& rows) {
   auto fields = db.fields(table);
   std::ofstream f(resolvePath(path), std::ios::binary);
   if (!f) return Outcome::failure("打开输出文件错误。");
   const char* eol = opt.crlf ? "\r\n" : "\n";
+  std::size_t replaced = 0;
   auto emit = [&](const std::string& utf8) {
-    f << (opt.encoding == TextEncoding::Gbk ? utf8ToGbk(utf8) : utf8);
+    f << (opt.encoding == TextEncoding::Gbk ? utf8ToGbk(utf8, &replaced) : utf8);
   };
   std::string line;
   for (std::size_t i = 0; i < fields.size(); ++i) {
@@ -630,7 +809,7 @@ Outcome exportCsv(Database& db, const std::string& table, const std::string& pat
   emit(block);
   progress.setValue(0);
   if (!f) return Outcome::failure("输出文件格式不正确错误。");
-  return Outcome::success();
+  return Outcome::success(replacedWarning(replaced));
 }
 
 Outcome exportOgr(Database& db, const std::string& table, const std::string& pathIn,
@@ -655,14 +834,24 @@ Outcome exportOgr(Database& db, const std::string& table, const std::string& pat
     return Outcome::failure("输出文件格式不正确错误。" + std::string(CPLGetLastErrorMsg()));
   }
   auto fields = db.fields(table);
-  for (const auto& fd : fields) {
+  const bool dbf = opt.format == ExportFormat::Dbf;
+  // dBASE files carry GBK bytes, names of at most 10 bytes; the driver writes what it is given.
+  std::vector<std::string> names;
+  for (const auto& fd : fields) names.push_back(fd.name);
+  if (dbf) names = dbfFieldNames(names);
+  std::size_t replaced = 0;
+  auto outText = [&](const std::string& utf8) { return dbf ? utf8ToGbk(utf8, &replaced) : utf8; };
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    const FieldDef& fd = fields[i];
     OGRFieldType t =
         fd.type == JetType::Long || fd.type == JetType::Integer || fd.type == JetType::Byte
             ? OFTInteger
         : fd.isNumeric() || fd.type == JetType::Currency ? OFTReal
                                                          : OFTString;
-    OGRFieldDefnH def = OGR_Fld_Create(fd.name.c_str(), t);
-    if (t == OFTString) OGR_Fld_SetWidth(def, fd.size > 0 ? fd.size : 254);
+    OGRFieldDefnH def = OGR_Fld_Create(names[i].c_str(), t);
+    // A GBK character takes two bytes of a dBASE width.
+    if (t == OFTString)
+      OGR_Fld_SetWidth(def, fd.size > 0 ? std::min(dbf ? 2 * fd.size : fd.size, 254) : 254);
     if (t == OFTReal && opt.format == ExportFormat::Dbf) {
       // Wide enough for -1E+38 written out in fixed notation.
       OGR_Fld_SetWidth(def, fd.type == JetType::Single ? 48 : 56);
@@ -694,7 +883,7 @@ Outcome exportOgr(Database& db, const std::string& table, const std::string& pat
       } else if (auto* n = std::get_if<std::int64_t>(&v)) {
         OGR_F_SetFieldInteger64(feat, i, *n);
       } else {
-        OGR_F_SetFieldString(feat, i, valueToText(v).c_str());
+        OGR_F_SetFieldString(feat, i, outText(valueToText(v)).c_str());
       }
     }
     failed |= OGR_L_CreateFeature(layer, feat) != OGRERR_NONE;
@@ -714,7 +903,12 @@ Outcome exportOgr(Database& db, const std::string& table, const std::string& pat
       fs::remove(side, ec);
     }
   }
-  return Outcome::success();
+  std::string note = replacedWarning(replaced);
+  for (std::size_t i = 0; dbf && i < fields.size(); ++i)
+    if (gbkToUtf8(names[i]) != fields[i].name)
+      note += (note.empty() ? "" : "\n") + std::string("字段 ") + fields[i].name +
+              " 在 DBF 文件中名为 " + gbkToUtf8(names[i]);
+  return Outcome::success(note);
 }
 
 }  // namespace

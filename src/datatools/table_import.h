@@ -60,8 +60,11 @@ class RowSource {
   virtual const std::vector<std::string>& header() const = 0;
   // Declared types where the source has them (Jet), else empty.
   virtual std::vector<FieldDef> declaredTypes() const { return {}; }
-  // Next row; cells missing from the source are empty. False at the end.
+  // Next row; cells missing from the source are empty. False at the end, or on a read error,
+  // which readError() then tells.
   virtual bool next(std::vector<std::string>& cells) = 0;
+  // Why the last next() returned false when that was not the end of the data; empty otherwise.
+  virtual std::string readError() const { return {}; }
   virtual void rewind() = 0;
   virtual std::int64_t approxRows() const { return 0; }
   // The decimal mark of number cells.
@@ -88,6 +91,17 @@ Outcome importTable(Database& db, RowSource& src, const std::vector<ImportColumn
                     const std::string& tableName, Interaction& ui, Progress& progress,
                     ImportReport* report = nullptr);
 
+// Column names a store can hold apart: an empty name becomes "F" and its position (from 1), a
+// repeated one gets "_" and its position appended. Linear in the number of names.
+void makeColumnNamesUnique(std::vector<std::string>& names);
+
+// Applies the command line's choices to a preview: `types` "NAME=SINGLE,OTHER=TEXT(20)" and
+// `skip` "NAME,NAME". A name that is not a column of the source, or a type that is not one of
+// SINGLE, DOUBLE, LONG, INTEGER, BYTE, CURRENCY, BIT, DATE, MEMO, TEXT or TEXT(n), is refused
+// with its message and nothing is changed.
+Outcome applyColumnChoices(std::vector<ImportColumn>& columns, const std::string& types,
+                           const std::string& skip);
+
 // Guessing one column from its cells: LONG for whole numbers, SINGLE for numbers a float holds
 // to the digits written, DOUBLE for more digits, else TEXT(n).
 FieldDef guessColumnType(const std::string& name, const std::vector<std::string>& cells,
@@ -112,5 +126,10 @@ Outcome exportTable(Database& db, const std::string& table, const std::string& p
 std::string numberText(double v);
 // The same for a field of a known type: SINGLE fields print as floats, others as doubles.
 std::string numberText(double v, JetType type);
+
+// The field names a dBASE file gets for `names`: GBK, at most 10 bytes cut on a character
+// boundary, blanks and characters dBASE names cannot hold replaced by "_", unique (a clash
+// ends in a number). Returned as GBK bytes.
+std::vector<std::string> dbfFieldNames(const std::vector<std::string>& names);
 
 }  // namespace sarnoth

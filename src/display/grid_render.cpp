@@ -715,6 +715,49 @@ std::string colourBarLabel(float v, int decimals) {
   return buf;
 }
 
+std::vector<std::string> colourBarLabels(std::span<const float> values, int decimals) {
+  std::vector<std::string> out;
+  out.reserve(values.size());
+  if (decimals >= 1 && decimals <= 4) {
+    for (float v : values) out.push_back(formatLevelValue(v, decimals));
+    return out;
+  }
+  double largest = 0, smallestNonZero = HUGE_VAL, step = HUGE_VAL;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const double v = std::fabs(static_cast<double>(values[i]));
+    if (!std::isfinite(v)) continue;
+    largest = std::max(largest, v);
+    if (v > 0) smallestNonZero = std::min(smallestNonZero, v);
+    if (i > 0) {
+      const double d = std::fabs(static_cast<double>(values[i]) - values[i - 1]);
+      if (d > 0 && std::isfinite(d)) step = std::min(step, d);
+    }
+  }
+  char buf[48];
+  const bool scientific = largest >= 1e7 || (largest > 0 && largest < 1e-4);
+  if (scientific) {
+    // Mantissa digits enough for the step relative to the largest value, 1 to 6.
+    int digits = 2;
+    if (std::isfinite(step) && largest > 0)
+      digits = std::clamp(static_cast<int>(std::ceil(std::log10(largest / step))) + 1, 1, 6);
+    for (float v : values) {
+      std::snprintf(buf, sizeof buf, "%.*E", digits - 1, static_cast<double>(v));
+      out.push_back(buf);
+    }
+    return out;
+  }
+  int places = 0;
+  if (std::isfinite(step))
+    places = std::clamp(static_cast<int>(std::ceil(-std::log10(step))) + 1, 0, 6);
+  else if (std::isfinite(smallestNonZero) && smallestNonZero < 1)
+    places = std::clamp(static_cast<int>(std::ceil(-std::log10(smallestNonZero))) + 1, 0, 6);
+  for (float v : values) {
+    std::snprintf(buf, sizeof buf, "%.*f", places, static_cast<double>(v));
+    out.push_back(buf);
+  }
+  return out;
+}
+
 Image withColourBar(const Image& img, std::span<const ColourBarEntry> entries, int decimals) {
   const int w0 = img.width(), h = img.height();
   const int n = static_cast<int>(entries.size());
@@ -722,12 +765,11 @@ Image withColourBar(const Image& img, std::span<const ColourBarEntry> entries, i
   const int s = std::max(1, h / 360);  // font scale
   const int glyphW = 6 * s, glyphH = 7 * s;
   const int margin = 8 * s, swatchW = 18 * s, gap = 4 * s;
-  std::vector<std::string> labels;
+  std::vector<float> values;
+  for (const auto& e : entries) values.push_back(e.value);
+  const std::vector<std::string> labels = colourBarLabels(values, decimals);
   std::size_t longest = 0;
-  for (const auto& e : entries) {
-    labels.push_back(colourBarLabel(e.value, decimals));
-    longest = std::max(longest, labels.back().size());
-  }
+  for (const auto& l : labels) longest = std::max(longest, l.size());
   const int barW = margin + swatchW + gap + static_cast<int>(longest) * glyphW + margin;
   Image out;
   out.frame = img.frame;

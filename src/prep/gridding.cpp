@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -42,6 +43,40 @@ const std::vector<std::string>& driftCaptions() {
 const std::vector<std::string>& sectorCaptions() {
   static const std::vector<std::string> v{"4", "8", "16", "32"};
   return v;
+}
+
+std::optional<float> methodDefaultParameter(GridMethod m) {
+  switch (m) {
+    case GridMethod::InverseDistance:
+      return 2.0f;
+    case GridMethod::Exponential:
+      return 5.0f;
+    case GridMethod::Kriging:
+      return 6.0f;
+    default:
+      return std::nullopt;
+  }
+}
+
+std::optional<std::vector<float>> parseKrigingParams(const std::string& text) {
+  std::vector<float> out;
+  if (text.find_first_not_of(" \t") == std::string::npos) return out;
+  std::size_t at = 0;
+  for (;;) {
+    std::size_t comma = text.find(',', at);
+    std::string item = text.substr(at, comma == std::string::npos ? std::string::npos : comma - at);
+    // An item is a whole number text, blanks around it allowed; "abc", "" and "2x" are not.
+    std::size_t b = item.find_first_not_of(" \t"), e = item.find_last_not_of(" \t");
+    if (b == std::string::npos) return std::nullopt;
+    item = item.substr(b, e - b + 1);
+    char* end = nullptr;
+    float v = std::strtof(item.c_str(), &end);
+    if (end == item.c_str() || *end != '\0' || !std::isfinite(v)) return std::nullopt;
+    out.push_back(v);
+    if (comma == std::string::npos) break;
+    at = comma + 1;
+  }
+  return out;
 }
 
 void GriddingSettings::onMethodSelected(GridMethod m) {
@@ -323,14 +358,31 @@ float divide(float a, float b) {
   return a / b;
 }
 
-constexpr std::int64_t kPumpEvery = 8192;
-
-void stepProgress(Progress& progress, std::int64_t i) {
-  if ((i & (kPumpEvery - 1)) == 0) {
-    progress.setValue(i);
-    progress.pump();
+// A run shows its progress and lets window events through every 100 ms at least, on a table
+// of any size; the clock is looked at every few records, not on each. A pump that answers
+// "stop" ends the run without a message.
+class Pacer {
+ public:
+  static constexpr std::chrono::milliseconds kInterval{100};
+  explicit Pacer(Progress& progress) : progress_(progress), last_(Clock::now()) {}
+  void tick(std::int64_t value) {
+    const Clock::time_point now = Clock::now();
+    if (now - last_ < kInterval) return;
+    progress_.setValue(value);
+    if (!progress_.pump()) throw RunFailure{{}};
+    last_ = Clock::now();
   }
-}
+  // The same for the worker threads' watcher: false when the user asked to stop.
+  bool watch(std::int64_t value) {
+    progress_.setValue(value);
+    return progress_.pump();
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  Progress& progress_;
+  Clock::time_point last_;
+};
 
 // Feeds the records to `visit` in table order. Records are read in blocks, and `ahead` sees each
 // record a few places before `visit` does, so that the nodes of its window are already on their
@@ -340,13 +392,15 @@ void streamRecords(PointSource& points, Progress& progress, Ahead&& ahead, Visit
   constexpr std::size_t kBlock = 4096, kAhead = 6;
   std::vector<ScatterPoint> block(kBlock);
   std::int64_t rec = 0;
+  Pacer pacer(progress);
   for (;;) {
     std::size_t m = 0;
     while (m < kBlock && points.next(block[m])) ++m;
     for (std::size_t i = 0; i < std::min(kAhead, m); ++i) ahead(block[i]);
     for (std::size_t i = 0; i < m; ++i) {
       if (i + kAhead < m) ahead(block[i + kAhead]);
-      stepProgress(progress, rec++);
+      if ((rec & 15) == 0) pacer.tick(rec);
+      ++rec;
       visit(block[i]);
     }
     if (m < kBlock) break;
@@ -493,9 +547,9 @@ void plainAccumulation(PointSource& points, const GriddingJob& job, const Griddi
   progress.setMaximum(g.rows);
   Stats stats(1e38f, -1e38f);
   const std::int32_t minPts = set.minNodePoints;
+  Pacer pacer(progress);
   for (int r = 0; r < g.rows; ++r) {
-    progress.setValue(r);
-    if ((r & 63) == 0) progress.pump();
+    pacer.tick(r);
     for (int c = 0; c < g.columns; ++c) {
       const std::size_t k = static_cast<std::size_t>(r) * g.columns + c;
       bool valid = true;
@@ -606,9 +660,9 @@ void azimuthSearch(PointSource& points, const GriddingJob& job, const GriddingSe
   Stats stats(1e38f, -1e38f);
   const std::int32_t minPts = set.minNodePoints;
   out.nodes.assign(n + 1, 0.0f);
+  Pacer pacer(progress);
   for (int r = 0; r < g.rows; ++r) {
-    progress.setValue(r);
-    if ((r & 63) == 0) progress.pump();
+    pacer.tick(r);
     for (int c = 0; c < g.columns; ++c) {
       const std::size_t k = static_cast<std::size_t>(r) * g.columns + c;
       const std::size_t k0 = k * S;
@@ -654,8 +708,9 @@ std::vector<ScatterPoint> readAll(PointSource& points, Progress& progress) {
   if (total > 0) pts.reserve(static_cast<std::size_t>(total));
   ScatterPoint p;
   std::int64_t rec = 0;
+  Pacer pacer(progress);
   while (points.next(p)) {
-    stepProgress(progress, rec++);
+    if ((rec++ & 15) == 0) pacer.tick(rec);
     pts.push_back(p);
   }
   return pts;
@@ -674,10 +729,17 @@ void medianGridding(PointSource& points, const GriddingJob& job, Progress& progr
   out.nodes.assign(g.nodeCount() + 1, 0.0f);
   const float extent[4] = {g.xLeft, g.yBottom, g.xJust, g.yJust};
   const float ry = job.circle ? job.rx : job.ry;
-  std::int32_t rc =
-      Geo_IMMedian(asFloats(pts), static_cast<std::int32_t>(pts.size()), extent, job.circle ? 0 : 1,
-                   job.rx, ry, g.dx, g.dy, g.columns, g.rows, out.nodes);
+  progress.setMaximum(g.rows);
+  Pacer pacer(progress);
+  bool stopped = false;
+  std::int32_t rc = Geo_IMMedian(asFloats(pts), static_cast<std::int32_t>(pts.size()), extent,
+                                 job.circle ? 0 : 1, job.rx, ry, g.dx, g.dy, g.columns, g.rows,
+                                 out.nodes, job.threads, [&](int rows) {
+                                   stopped = !pacer.watch(rows);
+                                   return !stopped;
+                                 });
   pts = {};
+  if (stopped) throw RunFailure{{}};
   if (rc > 0) throw RunFailure{kMsgMedianFailed};
   progress.setMaximum(g.rows);
   Stats stats(1e38f, -1e38f);
@@ -696,8 +758,9 @@ void krigingGridding(PointSource& points, const GriddingJob& job, const Gridding
     progress.setMaximum(total);
     ScatterPoint p;
     std::int64_t rec = 0;
+    Pacer pacer(progress);
     while (points.next(p)) {
-      stepProgress(progress, rec++);
+      if ((rec++ & 15) == 0) pacer.tick(rec);
       if (p.x >= -1e30f && p.y >= -1e30f && p.v >= -1e30f) {
         if (job.settingsChecked && p.v > set.highValueCap) p.v = set.highValueCap;
         pts.push_back(p);
@@ -737,10 +800,18 @@ void krigingGridding(PointSource& points, const GriddingJob& job, const Gridding
   }
   out.nodes.assign(g.nodeCount() + 1, 0.0f);
   const float extent[4] = {g.xLeft, g.yBottom, g.xJust, g.yJust};
+  // The node solves run on the worker threads; this thread shows their progress by rows.
+  progress.setMaximum(g.rows);
+  Pacer pacer(progress);
+  bool stopped = false;
   GEO_ScatToGridWithKrig(asFloats(pts), 2, static_cast<std::int32_t>(pts.size()), 3, extent, g.dx,
                          g.dy, g.columns - 1, g.rows - 1, search, code, paramCount, params,
-                         out.nodes, &out.variograms);
+                         out.nodes, &out.variograms, job.threads, [&](int rows) {
+                           stopped = !pacer.watch(rows);
+                           return !stopped;
+                         });
   pts = {};
+  if (stopped) throw RunFailure{{}};
   Stats stats(1e35f, -1e35f);
   for (std::size_t k = 0; k < g.nodeCount(); ++k) stats.add(out.nodes[k]);
   stats.store(out);
@@ -843,6 +914,10 @@ GriddingRunResult runGridding(const std::string& workPath, const GriddingJob& jo
                               const GriddingSettings& settings, Interaction& ui,
                               Progress& progress) {
   GriddingRunResult res;
+  if (std::string why = newNameRefusal(job.outputName, NewNameKind::GridFile); !why.empty()) {
+    res.outcome = Outcome::failure(why);
+    return res;
+  }
   res.path = gridOutputPath(workPath, job.outputName);
   std::error_code ec;
   if (std::filesystem::exists(res.path, ec)) {
@@ -919,6 +994,22 @@ GriddingRunResult runGridding(const std::string& workPath, const GriddingJob& jo
   }
   res.outcome = Outcome::success();
   return res;
+}
+
+std::string griddingSummary(const GriddingRunResult& r, double seconds) {
+  const GridHeader& h = r.grid.header;
+  auto g7 = [](double v) {
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%.7g", v);
+    return std::string(buf);
+  };
+  char time[32];
+  std::snprintf(time, sizeof time, "%.2f", seconds);
+  std::string text = "已生成 " + std::filesystem::path(r.path).filename().string() + ": " +
+                     std::to_string(h.nx) + " 列 × " + std::to_string(h.ny) + " 行, 有效节点 " +
+                     std::to_string(h.validCount);
+  if (h.validCount > 0) text += ", 最小值 " + g7(h.zMin) + ", 最大值 " + g7(h.zMax);
+  return text + ", 用时 " + time + " 秒";
 }
 
 }  // namespace sarnoth

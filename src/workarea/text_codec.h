@@ -9,6 +9,8 @@ namespace sarnoth {
 
 // UTF-8 → GBK bytes. Characters GBK cannot hold become '?'.
 std::string utf8ToGbk(std::string_view utf8);
+// The same, adding to `replaced` the number of characters that became '?'.
+std::string utf8ToGbk(std::string_view utf8, std::size_t* replaced);
 // GBK bytes → UTF-8. Invalid sequences become U+FFFD.
 std::string gbkToUtf8(std::string_view gbk);
 // True when the bytes are well-formed UTF-8 (pure ASCII counts).

@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 #include <ogr_api.h>
 
+#include <algorithm>
+
+#include "datatools/table_import.h"
 #include "test_support.h"
 #include "workarea/null_value.h"
-#include "datatools/table_import.h"
 #include "workarea/text_codec.h"
 #include "workarea/work_area.h"
 
@@ -198,10 +200,131 @@ TEST_F(ImportTest, JetTableKeepsItsTypes) {
     }
 }
 
+// NaN and infinities are numbers that hold no data: the column stays numeric and they become the
+// null, counted with the empty cells.
+TEST_F(ImportTest, NanAndInfinityCellsBecomeTheNull) {
+  test::writeFile(tmp.file("nan.csv"), "a,b\n1,nan\n2,inf\n3,-Infinity\n4,5.5\n5,1e999\n");
+  ImportReport rep;
+  ASSERT_TRUE(run(tmp.file("nan.csv"), "t", none, &rep).ok);
+  EXPECT_EQ(db.fields("t")[1].type, JetType::Single);
+  EXPECT_EQ(rep.nullsWritten, 4);
+  EXPECT_EQ(valueToDouble(db.scalar("Select Count(*) From [t] Where [b] = -1E+38")), 4);
+  EXPECT_EQ(valueToDouble(db.scalar("Select Max([b]) From [t]")), 5.5);
+}
+
+// A dBASE file cut short is a read error: the import fails and leaves no table and no registry
+// row, where it used to register the readable half.
+TEST_F(ImportTest, TruncatedDbfFailsAndLeavesNothing) {
+  db.execute("Create Table [样品] ([点号] LONG, [Cu] SINGLE, [岩性] TEXT(10))");
+  {
+    TableWriter w(db, "样品", {"点号", "Cu", "岩性"});
+    for (int i = 0; i < 400; ++i) {
+      w.setInt(0, i);
+      w.setDouble(1, 0.25 * i);
+      w.setText(2, "花岗岩");
+      w.addRow();
+    }
+    w.commit();
+  }
+  ExportOptions d;
+  d.format = ExportFormat::Dbf;
+  ASSERT_TRUE(exportTable(db, "样品", tmp.file("s.dbf"), d, noProgress()).ok);
+  std::string bytes = test::readFile(tmp.file("s.dbf"));
+  test::writeFile(tmp.file("half.dbf"), bytes.substr(0, bytes.size() / 2));
+  Outcome o = run(tmp.file("half.dbf"), "半", none);
+  EXPECT_FALSE(o.ok);
+  EXPECT_NE(o.message.find("DBF"), std::string::npos) << o.message;
+  EXPECT_FALSE(db.tableExists("半"));
+  EXPECT_EQ(registered(), 0u);
+  // The whole file imports.
+  ImportReport rep;
+  ASSERT_TRUE(run(tmp.file("s.dbf"), "全", none, &rep).ok);
+  EXPECT_EQ(rep.rows, 400);
+}
+
+// dBASE names are GBK bytes, at most 10: a Chinese name is cut on a character boundary and kept
+// apart from its neighbours; SINGLE and DOUBLE fields come back as they went.
+TEST_F(ImportTest, DbfKeepsChineseNamesAndNumericTypes) {
+  db.execute(
+      "Create Table [重力] ([布格异常] SINGLE, [布格异常校正值] SINGLE, [布格异常校正后] DOUBLE, "
+      "[X] DOUBLE, [点号] LONG)");
+  db.execute("Insert Into [重力] Values (1.25, 2.5, 3.125, 431250.123456, 7)");
+  ExportOptions d;
+  d.format = ExportFormat::Dbf;
+  Outcome o = exportTable(db, "重力", tmp.file("g.dbf"), d, noProgress());
+  ASSERT_TRUE(o.ok);
+  EXPECT_NE(o.message.find("布格异常校正值"), std::string::npos) << o.message;
+  // The field descriptors: 32 bytes each from byte 32, the name in the first 11, NUL-padded.
+  const std::string bytes = test::readFile(tmp.file("g.dbf"));
+  std::vector<std::string> names;
+  for (std::size_t at = 32; at + 32 <= bytes.size() && bytes[at] != '\x0D'; at += 32)
+    names.push_back(gbkToUtf8(std::string(bytes.c_str() + at)));
+  EXPECT_EQ(names, (std::vector<std::string>{"布格异常", "布格异常校", "布格异常1", "X", "点号"}));
+  EXPECT_EQ(dbfFieldNames({"a", "A", "a b", ""}),
+            (std::vector<std::string>{"a", "A1", "a_b", "F4"}));
+
+  ASSERT_TRUE(run(tmp.file("g.dbf"), "回读", none).ok);
+  std::vector<FieldDef> f = db.fields("回读");
+  ASSERT_EQ(f.size(), 5u);
+  EXPECT_EQ(f[0].name, "布格异常");
+  EXPECT_EQ(f[0].type, JetType::Single);
+  EXPECT_EQ(f[1].type, JetType::Single);
+  EXPECT_EQ(f[2].type, JetType::Double);
+  EXPECT_EQ(f[3].type, JetType::Double);
+  EXPECT_EQ(f[4].type, JetType::Long);
+  EXPECT_EQ(valueToDouble(db.scalar("Select [X] From [回读]")), 431250.123456);
+  EXPECT_EQ(valueToDouble(db.scalar("Select [布格异常] From [回读]")), 1.25);
+}
+
+// Characters GBK cannot hold are counted and named, not dropped in silence; UTF-8 keeps them.
+TEST_F(ImportTest, GbkExportCountsWhatItCannotHold) {
+  db.execute("Create Table [注记] ([名称] TEXT(20))");
+  db.execute("Insert Into [注记] Values ('Straße'), ('矿点😀'), ('花岗岩')");
+  ExportOptions gbk;
+  Outcome o = exportTable(db, "注记", tmp.file("g.csv"), gbk, noProgress());
+  ASSERT_TRUE(o.ok);
+  EXPECT_NE(o.message.find("有 2 个字符无法用 GBK 编码表示"), std::string::npos) << o.message;
+  EXPECT_NE(test::readFile(tmp.file("g.csv")).find("Stra?e"), std::string::npos);
+  ExportOptions utf8;
+  utf8.encoding = TextEncoding::Utf8;
+  o = exportTable(db, "注记", tmp.file("u.csv"), utf8, noProgress());
+  ASSERT_TRUE(o.ok);
+  EXPECT_TRUE(o.message.empty());
+  EXPECT_NE(test::readFile(tmp.file("u.csv")).find("矿点😀"), std::string::npos);
+}
+
+TEST(ImportChoices, UnknownColumnsAndTypesAreRefusedAndChangeNothing) {
+  std::vector<ImportColumn> cols{{"x", {"x", JetType::Double, 0}, true},
+                                 {"Au", {"Au", JetType::Single, 0}, true}};
+  EXPECT_EQ(applyColumnChoices(cols, "x=BOGUS", "").message,
+            "不支持的字段类型: BOGUS (SINGLE, DOUBLE, LONG, INTEGER, TEXT(n), MEMO, DATE ...)");
+  EXPECT_EQ(applyColumnChoices(cols, "y=SINGLE", "").message, "源数据中没有字段: y");
+  EXPECT_EQ(applyColumnChoices(cols, "x=LONG", "Cu").message, "源数据中没有字段: Cu");
+  EXPECT_EQ(cols[0].type.type, JetType::Double);  // the refused choices left nothing behind
+  ASSERT_TRUE(applyColumnChoices(cols, "x=LONG, Au=TEXT(12)", "x").ok);
+  EXPECT_EQ(cols[0].type.type, JetType::Long);
+  EXPECT_FALSE(cols[0].import);
+  EXPECT_EQ(cols[1].type.declared(), "TEXT(12)");
+}
+
+// Names are made unique in linear time: 200,000 repeated headers take milliseconds, not minutes.
+TEST(ColumnNames, RepeatedAndEmptyNamesAreMadeUnique) {
+  std::vector<std::string> names{"Au", "", "Au", "Au_3", "Au"};
+  makeColumnNamesUnique(names);
+  EXPECT_EQ(names, (std::vector<std::string>{"Au", "F2", "Au_3", "Au_3_4", "Au_5"}));
+  std::vector<std::string> many(200000, "v");
+  makeColumnNamesUnique(many);
+  EXPECT_EQ(many[199999], "v_200000");
+  std::sort(many.begin(), many.end());
+  EXPECT_EQ(std::adjacent_find(many.begin(), many.end()), many.end());
+}
+
 TEST(GuessColumnType, Rules) {
   EXPECT_EQ(guessColumnType("a", {"1", "20", ""}).type, JetType::Long);
   EXPECT_EQ(guessColumnType("a", {"1.5", "2"}).type, JetType::Single);
   EXPECT_EQ(guessColumnType("a", {"1.2345678", "2"}).type, JetType::Double);
+  // Trailing zeros of a fraction carry nothing: "2.3300000" is a single's 2.33.
+  EXPECT_EQ(guessColumnType("a", {"2.3300000", "10.5000000"}).type, JetType::Single);
   EXPECT_EQ(guessColumnType("a", {"1,5"}, ',').type, JetType::Single);
   FieldDef t = guessColumnType("a", {"abc", "寒武系寒武系寒武系寒武系"});
   EXPECT_EQ(t.type, JetType::Text);

@@ -208,7 +208,8 @@ TEST_F(DataWindowTest, ExportWindowWritesTextAndScatterFiles) {
   EXPECT_EQ(readFile(area("out.csv")),
             "点号,X,Y,Au\r\nP1,100,200,1.5\r\nP2,110,210,\r\nP3,120,220,2.25\r\n");
 
-  // The scatter form through the save dialog; a scatter file keeps every point and its null.
+  // The scatter form through the save dialog; with empty nulls chosen, the point that holds one
+  // stays out of the scatter file, and the message says so.
   child<QComboBox>(&w, "cboFormat")->setCurrentIndex(static_cast<int>(SaveFormat::ScatterBinary));
   EXPECT_EQ(child<QLineEdit>(&w, "txtFileName")->text(), QString::fromStdString(area("out.dat")));
   ScriptedSaveDialogs dialogs({area("pts.dat")});
@@ -217,7 +218,9 @@ TEST_F(DataWindowTest, ExportWindowWritesTextAndScatterFiles) {
   ScatterReadResult r = readBinaryScatter(area("pts.dat"));
   ASSERT_TRUE(r.ok());
   EXPECT_EQ(r.file.origin.substr(0, 10), "B_FromBase");
-  EXPECT_EQ(r.file.recordCount, 3);
+  EXPECT_EQ(r.file.recordCount, 2);
+  EXPECT_NE(boxes.texts.back().find("有 1 个含空值的点未写出."), std::string::npos)
+      << boxes.texts.back();
 }
 
 TEST_F(DataWindowTest, ExportWindowRefusesAMissingFileName) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -347,6 +348,92 @@ TEST(Rounding, HalfAwayFromZeroThroughText) {
 }
 
 // ---- whole runs ------------------------------------------------------------------------------
+
+// The engine owns the defaults of the method parameter and the parsing of txtPars: both front
+// ends call it, and "abc" is no number.
+TEST(GriddingParameters, DefaultsAndKrigingParameterParsing) {
+  EXPECT_EQ(methodDefaultParameter(GridMethod::InverseDistance), 2.0f);
+  EXPECT_EQ(methodDefaultParameter(GridMethod::Exponential), 5.0f);
+  EXPECT_EQ(methodDefaultParameter(GridMethod::Kriging), 6.0f);
+  EXPECT_FALSE(methodDefaultParameter(GridMethod::Sum));
+  EXPECT_EQ(parseKrigingParams(" 20, 40.5 ,60"), (std::vector<float>{20, 40.5f, 60}));
+  EXPECT_EQ(parseKrigingParams("  "), std::vector<float>{});
+  for (const char* bad : {"20,abc,60", "20,,60", "20,4x", "1e99"})
+    EXPECT_FALSE(parseKrigingParams(bad)) << bad;
+}
+
+// Records the progress as a window sees it; stops when told to.
+class WatchingProgress : public Progress {
+ public:
+  explicit WatchingProgress(int stopAtPump = -1) : stopAt_(stopAtPump) {}
+  void setValue(std::int64_t v) override {
+    Progress::setValue(v);
+    if (v > 0 && v < maximum()) ++midValues;
+  }
+  bool pump() override {
+    ++pumps;
+    return pumps != stopAt_;
+  }
+  int pumps = 0, midValues = 0;
+
+ private:
+  int stopAt_;
+};
+
+// Points spread over a grid, each with a search window of a few thousand nodes, so that a run
+// lasts a good part of a second although the table is small.
+std::vector<ScatterPoint> spreadPoints(int n, int cols, int rows) {
+  std::mt19937 rng(7);
+  std::uniform_real_distribution<float> ux(0, static_cast<float>(cols - 1)),
+      uy(0, static_cast<float>(rows - 1)), uv(0, 100);
+  std::vector<ScatterPoint> pts(static_cast<std::size_t>(n));
+  for (auto& p : pts) p = {ux(rng), uy(rng), uv(rng)};
+  return pts;
+}
+
+// A table under 8,192 rows moves the bar and lets events through while it is read, at least
+// every 100 ms; a pump that answers "stop" ends the run with nothing to say.
+TEST(GriddingProgress, SmallTablesMoveTheBarAndEveryRunCanBeStopped) {
+  GriddingJob job = unitJob(GridMethod::Mean, 600, 600, 60);
+  std::vector<ScatterPoint> pts = spreadPoints(8000, 600, 600);
+  WatchingProgress watch;
+  const auto t0 = std::chrono::steady_clock::now();
+  VectorPointSource src(pts);
+  GridComputation g = computeGrid(src, job, {}, watch);
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+  ASSERT_TRUE(g.outcome.ok);
+  // At least four times a second, however loaded the machine.
+  EXPECT_GE(watch.pumps, static_cast<int>(seconds / 0.25) - 1) << seconds << " s";
+  if (seconds > 0.3) {
+    EXPECT_GT(watch.midValues, 0) << seconds << " s";
+  }
+
+  WatchingProgress stop(1);
+  VectorPointSource again(pts);
+  GridComputation s = computeGrid(again, job, {}, stop);
+  EXPECT_FALSE(s.outcome.ok);
+  EXPECT_TRUE(s.outcome.message.empty());
+  EXPECT_TRUE(s.nodes.empty());
+}
+
+// Kriging reports its rows as the worker threads solve them, and can be stopped mid-way.
+TEST(GriddingProgress, KrigingReportsRowsAndStops) {
+  GriddingJob job = unitJob(GridMethod::Kriging, 150, 150, 10);
+  job.par = 16;
+  std::vector<ScatterPoint> pts = spreadPoints(3000, 150, 150);
+  WatchingProgress watch;
+  VectorPointSource src(pts);
+  GridComputation g = computeGrid(src, job, {}, watch);
+  ASSERT_TRUE(g.outcome.ok);
+  EXPECT_GE(watch.pumps, 1);
+  EXPECT_EQ(watch.maximum(), 150);  // the node rows
+  WatchingProgress stop(1);
+  VectorPointSource again(pts);
+  GridComputation s = computeGrid(again, job, {}, stop);
+  EXPECT_FALSE(s.outcome.ok);
+  EXPECT_TRUE(s.outcome.message.empty());
+}
 
 class GriddingRun : public ::testing::Test {
  protected:

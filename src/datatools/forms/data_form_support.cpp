@@ -6,7 +6,9 @@
 #include <QProgressBar>
 #include <QTableWidget>
 #include <algorithm>
+#include <filesystem>
 
+#include "workarea/path_resolver.h"
 #include "workarea/session.h"
 #include "workarea/work_area.h"
 
@@ -40,16 +42,27 @@ bool BarProgress::pump() {
   return Progress::pump();
 }
 
-std::string askOpenFileName(QWidget* parent, const std::string& title, const std::string& filter) {
-  if (openHandler()) return openHandler()(title, filter, {});
-  QString path = QFileDialog::getOpenFileName(parent, qs(title), QString(), qtFileFilter(filter));
-  return ss(path);
+std::string askOpenFileName(QWidget* parent, const std::string& title, const std::string& filter,
+                            FileKind kind) {
+  if (openHandler()) {
+    std::string path = openHandler()(title, filter, {});
+    rememberDialogFolder(kind, path);
+    return path;
+  }
+  return runFileDialog(parent, false, title, filter, {}, kind);
 }
 
 FileDialogHandler setOpenDialogHandler(FileDialogHandler handler) {
   FileDialogHandler old = std::move(openHandler());
   openHandler() = std::move(handler);
   return old;
+}
+
+bool workAreaReachable(QWidget* parent) {
+  std::error_code ec;
+  if (!gWorkPath.empty() && std::filesystem::is_directory(resolvePath(gWorkPath), ec)) return true;
+  notify(parent, "工作区不存在: " + gWorkPath);
+  return false;
 }
 
 bool openToolDatabase(QWidget* parent, Database& db) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "app/file_dialogs.h"
 #include "app/messages.h"
 #include "workarea/progress.h"
 #include "workarea/table_store.h"
@@ -32,13 +33,18 @@ class BarProgress : public Progress {
 
 // An open dialog; returns the chosen path or "" when cancelled. Filters as the system writes
 // them ("描述|*.ext|…").
-std::string askOpenFileName(QWidget* parent, const std::string& title, const std::string& filter);
+// It opens in the work area's folder for `kind`, or in the last folder chosen for it.
+std::string askOpenFileName(QWidget* parent, const std::string& title, const std::string& filter,
+                            FileKind kind = FileKind::Outside);
 // Installs a handler in place of the open dialog; returns the previous one.
 FileDialogHandler setOpenDialogHandler(FileDialogHandler handler);
 
 // Opens the store of gWorkPath for a window. On failure shows "打开数据库错: " and the engine's
 // text and returns false.
 bool openToolDatabase(QWidget* parent, Database& db);
+
+// True when gWorkPath names a folder that is there; otherwise shows "工作区不存在: " and the path.
+bool workAreaReachable(QWidget* parent);
 
 // Header and rows of text into a table widget (read-only cells).
 void fillTableWidget(QTableWidget* t, const std::vector<std::string>& header,
