@@ -5,8 +5,10 @@
 #include "app/frm_main.h"
 #include "app/startup.h"
 #include "workarea/session.h"
+#include "workarea/table_reader.h"
 
 int main(int argc, char** argv) {
+  sarnoth::useStoreConnectionsWithoutMutexes();
   QApplication app(argc, argv);
   QApplication::setApplicationName("Sarnoth");
   // Simplified Chinese glyphs first: left to the font fallback, Han characters may come from a

@@ -19,7 +19,7 @@ const char* kUsage =
     "         [--dx D] [--dy D] [--extent XMIN,XMAX,YMIN,YMAX] [--angle DEG]\n"
     "         [--radius RX] [--ry RY --rect] [--sectors 4|8|16|32]\n"
     "         [--min-points N] [--max-points N] [--cap V] [--decimals N]\n"
-    "         [--yes] [--workarea DIR]\n"
+    "         [--threads N] [--yes] [--workarea DIR]\n"
     "\n"
     "  Writes Grid_Dat/NAME.grd of the work area. Without --x/--y the fields named 横坐标 and\n"
     "  纵坐标 are taken; without --extent the extents come from the data (as the window's\n"
@@ -29,7 +29,8 @@ const char* kUsage =
     "  --sectors turns the azimuth search on (mean, median, idw, exp). --min-points, "
     "--max-points,\n"
     "  --cap and --decimals are the window's feature settings (特征数据设置). --yes overwrites an\n"
-    "  existing grid. Progress goes to stderr; kriging prints the variogram it fitted.";
+    "  existing grid. --threads sets the worker threads (default one per core; the grid is the\n"
+    "  same for any number). Progress goes to stderr; kriging prints the variogram it fitted.";
 
 bool parseMethod(const std::string& s, GridMethod& m) {
   static const std::pair<const char*, GridMethod> k[] = {
@@ -88,6 +89,8 @@ int runGriddingCommand(Args& a) {
     return failWith(std::string(kMsgGriddingFailed) + " (--params " + a.get("params") + ")");
   job.krigingParams = std::move(*params);
   job.angle = static_cast<float>(a.getDouble("angle", 0));
+  job.threads = static_cast<int>(a.getInt("threads", 0));
+  if (job.threads < 0 || job.threads > 64) return failWith("--threads takes 0 to 64");
 
   try {
     Database db = openWorkDatabase(work);

@@ -71,12 +71,24 @@ int runImport(Args& a) {
   if (Outcome c = applyColumnChoices(preview.columns, a.get("type"), a.get("skip")); !c)
     return failWith(c.message);
 
-  std::cout << preview.rowCount << " rows; columns:\n";
-  for (const auto& c : preview.columns)
-    std::cout << "  " << c.name << "\t" << c.type.declared() << (c.import ? "" : "\t(skipped)")
-              << "\n";
+  // The columns as they go in: the guess of the first rows, or for an import the types the
+  // whole file called for.
+  auto printColumns = [&preview](std::int64_t rows, const std::vector<FieldDef>& types) {
+    std::cout << rows << " rows; columns:\n";
+    for (std::size_t i = 0; i < preview.columns.size(); ++i) {
+      const ImportColumn& c = preview.columns[i];
+      std::string declared = c.type.declared();
+      for (const auto& t : types)
+        if (t.name == c.name) declared = t.declared();
+      std::cout << "  " << c.name << "\t" << declared << (c.import ? "" : "\t(skipped)") << "\n";
+    }
+  };
   std::string name = a.get("name");
-  if (name.empty()) return a.has("preview") ? 0 : failWith("请输入新数据表名. (--name)");
+  if (name.empty()) {
+    if (!a.has("preview")) return failWith("请输入新数据表名. (--name)");
+    printColumns(preview.rowCountExact ? preview.rowCount : countRows(*src), {});
+    return 0;
+  }
   std::string work = workPath(a);
   if (work.empty()) return failWith(kRefusalText);
   try {
@@ -86,6 +98,7 @@ int runImport(Args& a) {
     ImportReport rep;
     Outcome o = importTable(db, *src, preview.columns, name, ui, progress, &rep);
     if (!o) return o.message.empty() ? 3 : failWith(o.message);
+    printColumns(rep.rows, db.fields(name));
     std::cout << o.message << "\n";
   } catch (const StoreError& e) {
     return failWith(e.what());

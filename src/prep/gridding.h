@@ -23,6 +23,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,6 +33,7 @@
 #include "workarea/interaction.h"
 #include "workarea/null_value.h"
 #include "workarea/progress.h"
+#include "workarea/table_reader.h"
 #include "workarea/table_store.h"
 
 namespace sarnoth {
@@ -241,12 +243,18 @@ class SectorRule {
   Piece pieces_[3];
 };
 
-// Reads points one record at a time, in table order.
+// Reads points in table order, one record or a block at a time.
 class PointSource {
  public:
   virtual ~PointSource() = default;
   virtual std::int64_t count() = 0;        // for the progress maximum
   virtual bool next(ScatterPoint& p) = 0;  // false at the end
+  // Up to `max` records into `out`; the number read, 0 at the end.
+  virtual std::size_t nextBlock(ScatterPoint* out, std::size_t max) {
+    std::size_t n = 0;
+    while (n < max && next(out[n])) ++n;
+    return n;
+  }
 };
 
 // Points held in memory (tests, benchmarks).
@@ -266,18 +274,24 @@ class VectorPointSource : public PointSource {
   std::size_t pos_ = 0;
 };
 
-// Streams "Select [x],[y],[v] From [t]" through a Cursor; an SQL NULL reads as -1E+38.
+// Streams the x, y and value columns of a table in blocks through a column-typed TableReader;
+// an SQL NULL reads as -1E+38.
 class TablePointSource : public PointSource {
  public:
+  // Through the open store's connection.
   TablePointSource(Database& db, const std::string& table, const std::string& x,
                    const std::string& y, const std::string& v);
+  // Through a read-only connection of its own on the store file, for a run that reads from one
+  // thread.
+  TablePointSource(const std::string& storePath, const std::string& table, const std::string& x,
+                   const std::string& y, const std::string& v);
+  ~TablePointSource() override;
   std::int64_t count() override;
   bool next(ScatterPoint& p) override;
+  std::size_t nextBlock(ScatterPoint* out, std::size_t max) override;
 
  private:
-  Database& db_;
-  std::string table_;
-  Cursor cursor_;
+  std::unique_ptr<TableReader> reader_;
 };
 
 // The computation of a run on its points: the plain accumulation, the azimuth search, median or

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <exception>
 #include <mutex>
 #include <thread>
@@ -62,38 +63,57 @@ void forRowBands(int rows, Fn&& fn, int minRowsPerThread = 4, int threads = 0) {
 template <class Fn, class Watch>
 bool forItemsWatched(int count, int threads, Fn&& fn, Watch&& watch, int intervalMs = 50) {
   threads = std::max(1, std::min(threads > 0 ? threads : rowThreads(count, 0), count));
-  std::atomic<int> next{0}, done{0};
-  std::atomic<bool> stop{false};
+  std::atomic<int> next{0};
+  int done = 0;  // guarded by m
+  bool stop = false;
   std::exception_ptr failure;
   std::mutex m;
+  std::condition_variable cv;
   auto worker = [&](int t) {
-    try {
-      for (int i; !stop.load(std::memory_order_relaxed) &&
-                  (i = next.fetch_add(1, std::memory_order_relaxed)) < count;) {
-        fn(i, t);
-        done.fetch_add(1, std::memory_order_release);
+    for (;;) {
+      {
+        std::lock_guard lock(m);
+        if (stop) return;
       }
-    } catch (...) {
+      const int i = next.fetch_add(1, std::memory_order_relaxed);
+      if (i >= count) return;
+      try {
+        fn(i, t);
+      } catch (...) {
+        std::lock_guard lock(m);
+        if (!failure) failure = std::current_exception();
+        stop = true;
+        cv.notify_all();
+        return;
+      }
       std::lock_guard lock(m);
-      if (!failure) failure = std::current_exception();
-      stop = true;
+      if (++done == count) cv.notify_all();
     }
   };
   std::vector<std::thread> pool;
   pool.reserve(static_cast<std::size_t>(threads));
   for (int t = 0; t < threads; ++t) pool.emplace_back(worker, t);
   bool cancelled = false;
-  while (done.load(std::memory_order_acquire) < count && !stop.load()) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(intervalMs));
-    if (!cancelled && !watch(done.load(std::memory_order_acquire))) {
-      cancelled = true;
-      stop = true;
+  {
+    std::unique_lock lock(m);
+    while (done < count && !stop) {
+      cv.wait_for(lock, std::chrono::milliseconds(intervalMs),
+                  [&] { return done >= count || stop; });
+      if (done >= count || stop) break;
+      const int now = done;
+      lock.unlock();
+      const bool goOn = watch(now);
+      lock.lock();
+      if (!goOn) {
+        cancelled = true;
+        stop = true;
+      }
     }
   }
   for (auto& th : pool) th.join();
   if (failure) std::rethrow_exception(failure);
   // The last word is the watcher's too: a stop asked for at the very end still stops.
-  if (!cancelled && !watch(done.load())) cancelled = true;
+  if (!cancelled && !watch(done)) cancelled = true;
   return !cancelled;
 }
 

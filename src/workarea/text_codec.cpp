@@ -168,6 +168,12 @@ bool isValidGbk(std::string_view s) {
 
 }  // namespace
 
+bool decodesAsUtf8(std::string_view bytes) {
+  if (bytes.size() >= 3 && bytes.substr(0, 3) == "\xEF\xBB\xBF") return true;
+  if (!isValidUtf8(bytes)) return false;
+  return plausibleNarrowUtf8(bytes) || !isValidGbk(bytes);
+}
+
 std::string decodeFileText(std::string_view bytes) {
   if (bytes.size() >= 3 && bytes.substr(0, 3) == "\xEF\xBB\xBF") {
     bytes.remove_prefix(3);

@@ -17,6 +17,9 @@ std::string gbkToUtf8(std::string_view gbk);
 bool isValidUtf8(std::string_view bytes);
 // Text read from a file: UTF-8 when it is valid UTF-8 (a BOM is dropped), else GBK.
 std::string decodeFileText(std::string_view bytes);
+// The choice decodeFileText makes: true when `bytes` read as UTF-8 (for a reader that decodes a
+// file block by block and decides on the first block that is not plain ASCII).
+bool decodesAsUtf8(std::string_view bytes);
 
 // A fixed-width text field of a binary file: the GBK bytes of `utf8`, cut on a character
 // boundary so that at most `width` bytes are used, then padded with blanks to `width`.

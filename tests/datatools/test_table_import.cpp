@@ -319,6 +319,97 @@ TEST(ColumnNames, RepeatedAndEmptyNamesAreMadeUnique) {
   EXPECT_EQ(std::adjacent_find(many.begin(), many.end()), many.end());
 }
 
+// The file streams in blocks of 1 MB and the types come from the first 10,000 rows; where later
+// rows need a wider type the table gets it, as a guess over the whole file would give it, and the
+// values come through as written.
+TEST_F(ImportTest, LaterRowsWidenTheTypesOfTheFirstRows) {
+  std::string csv = "点号,整数,小数,备注,岩性,空列\n";
+  std::vector<std::vector<std::string>> cols(5);
+  for (int i = 1; i <= 30000; ++i) {
+    std::string whole = std::to_string(i % 997);
+    // After the sample: fractions, then digits a single cannot hold.
+    std::string frac = i <= 12000 ? std::to_string(i % 500) : i <= 20000 ? "2.5" : "3.14159265";
+    // Numbers in the sample, then remarks in more than one cell in ten.
+    std::string remark = i <= 10000 ? std::to_string(i) : (i % 3 ? "n.d." : "12.50");
+    std::string rock = i < 25000 ? "花岗岩" : "含石榴子石黑云母斜长片麻岩夹大理岩";
+    std::string empty = i <= 10000 ? "" : std::to_string(i % 7);
+    csv += "P" + std::to_string(i) + "," + whole + "," + frac + "," + remark + "," + rock + "," +
+           empty + "\n";
+    for (auto [k, v] : {std::pair{0, whole}, {1, frac}, {2, remark}, {3, rock}, {4, empty}})
+      cols[static_cast<std::size_t>(k)].push_back(v);
+  }
+  test::writeFile(tmp.file("wide.csv"), utf8ToGbk(csv));
+  ImportReport rep;
+  ASSERT_TRUE(run(tmp.file("wide.csv"), "宽", none, &rep).ok);
+  // The guess of the first rows, and the types the whole file called for.
+  EXPECT_EQ(preview.columns[2].type.type, JetType::Long);
+  EXPECT_EQ(preview.columns[3].type.type, JetType::Long);
+  const char* names[] = {"整数", "小数", "备注", "岩性", "空列"};
+  std::vector<FieldDef> f = db.fields("宽");
+  ASSERT_EQ(f.size(), 6u);
+  for (std::size_t k = 0; k < 5; ++k) {
+    const FieldDef whole = guessColumnType(names[k], cols[k]);
+    EXPECT_EQ(f[k + 1].declared(), whole.declared()) << names[k];
+  }
+  EXPECT_EQ(f[2].type, JetType::Double);
+  EXPECT_EQ(f[3].type, JetType::Text);
+  EXPECT_EQ(f[4].declared(), "TEXT(17)");
+  EXPECT_EQ(f[5].type, JetType::Long);
+  EXPECT_EQ(rep.rows, 30000);
+  // Empty cells of the number columns, and the remarks that became text again, counted as the
+  // whole-file import counts them: 10,000 empty cells of 空列.
+  EXPECT_EQ(rep.nullsWritten, 10000);
+  EXPECT_EQ(valueToDouble(db.scalar("Select Sum([小数]) From [宽] Where [点号] = 'P29999'")),
+            3.14159265);
+  EXPECT_EQ(valueToDouble(db.scalar("Select [小数] From [宽] Where [点号] = 'P15000'")), 2.5);
+  EXPECT_EQ(valueToDouble(db.scalar("Select [小数] From [宽] Where [点号] = 'P499'")), 499);
+  EXPECT_EQ(valueToText(db.scalar("Select [备注] From [宽] Where [点号] = 'P10001'")), "n.d.");
+  EXPECT_EQ(valueToText(db.scalar("Select [备注] From [宽] Where [点号] = 'P10004'")), "n.d.");
+  // A number in a column that turned text keeps its shortest text: "12.50" reads "12.5".
+  EXPECT_EQ(valueToText(db.scalar("Select [备注] From [宽] Where [点号] = 'P10002'")), "12.5");
+  EXPECT_EQ(valueToText(db.scalar("Select [备注] From [宽] Where [点号] = 'P9999'")), "9999");
+  EXPECT_EQ(valueToText(db.scalar("Select [岩性] From [宽] Where [点号] = 'P29000'")),
+            "含石榴子石黑云母斜长片麻岩夹大理岩");
+  EXPECT_EQ(valueToDouble(db.scalar("Select Count(*) From [宽] Where [空列] = -1E+38")), 10000);
+  EXPECT_EQ(registered(), 1u);
+}
+
+// Records that straddle the blocks: a quoted cell with a line break and GBK text across the
+// 1 MB mark, and a last line without its line break.
+TEST_F(ImportTest, RecordsAcrossBlockBoundariesReadWhole) {
+  std::string csv = "a,说明\n";
+  int rows = 0;
+  while (csv.size() < (1 << 20) - 40) csv += std::to_string(++rows) + ",矿化蚀变带\n";
+  csv += std::to_string(++rows) + ",\"跨越\n两块的\"\"注记\"\"，含逗号,分隔\"\n";
+  while (csv.size() < (3 << 20)) csv += std::to_string(++rows) + ",石英脉\n";
+  csv += std::to_string(++rows) + ",末行";
+  test::writeFile(tmp.file("blocks.csv"), utf8ToGbk(csv));
+  ImportReport rep;
+  ASSERT_TRUE(run(tmp.file("blocks.csv"), "块", none, &rep).ok);
+  EXPECT_EQ(rep.rows, rows);
+  EXPECT_EQ(valueToDouble(db.scalar("Select Count(*) From [块] Where [说明] = '矿化蚀变带'")),
+            static_cast<double>(db.rowCount("块") - 2) -
+                valueToDouble(db.scalar("Select Count(*) From [块] Where [说明] = '石英脉'")));
+  EXPECT_EQ(valueToText(db.scalar("Select [说明] From [块] Where [说明] Like '跨越*'")),
+            "跨越\n两块的\"注记\"，含逗号,分隔");
+  EXPECT_EQ(valueToText(db.scalar("Select [说明] From [块] Where [a] = ?", {Value(double(rows))})),
+            "末行");
+}
+
+// A ragged row after the rows the preview looked at is refused in the preview's words, and the
+// import leaves nothing behind.
+TEST_F(ImportTest, RaggedRowsBeyondTheSampleLeaveNothing) {
+  std::string csv = "x,y\n";
+  for (int i = 0; i < 12000; ++i) csv += std::to_string(i) + "," + std::to_string(2 * i) + "\n";
+  csv += "1,2,3\n";
+  test::writeFile(tmp.file("ragged.csv"), csv);
+  Outcome o = run(tmp.file("ragged.csv"), "r", none);
+  EXPECT_FALSE(o.ok);
+  EXPECT_EQ(o.message, "第12001行数据有3列, 多于表头的2列, 数据格式不正确.");
+  EXPECT_FALSE(db.tableExists("r"));
+  EXPECT_EQ(registered(), 0u);
+}
+
 TEST(GuessColumnType, Rules) {
   EXPECT_EQ(guessColumnType("a", {"1", "20", ""}).type, JetType::Long);
   EXPECT_EQ(guessColumnType("a", {"1.5", "2"}).type, JetType::Single);

@@ -197,6 +197,22 @@ TEST(GridImageGeometry, SameImageWhateverTheThreads) {
   RenderResult c = renderRelief(g, cols, kWhite, 90, p, 1);
   RenderResult e = renderRelief(g, cols, kWhite, 90, p, 2);
   EXPECT_EQ(c.image.pixels, e.image.pixels);
+  // An upright grid is shaded stripe by stripe of pixel rows: many stripes, null holes, and the
+  // image the same on 1, 2 and 3 threads, and at a width where pixels fall between nodes.
+  Grid up = fieldGrid(301, 257, 5, 5, 0, [](double x, double y) {
+    return 40 * std::exp(-((x - 600) * (x - 600) + (y - 700) * (y - 700)) / 2e5) + 0.01 * x;
+  });
+  for (int r = 100; r < 140; ++r)
+    for (int col = 20; col < 90; ++col) up.nodes[static_cast<std::size_t>(r) * 301 + col] = NULL_VALUE;
+  for (int width : {301, 517}) {
+    RenderResult one = renderRelief(up, cols, kWhite, width, p, 1);
+    ASSERT_TRUE(one.ok);
+    for (int threads : {2, 3}) {
+      RenderResult more = renderRelief(up, cols, kWhite, width, p, threads);
+      EXPECT_EQ(one.image.pixels, more.image.pixels) << width << " " << threads;
+      EXPECT_EQ(one.image.mask, more.image.mask);
+    }
+  }
 }
 
 // The Lambertian intensity of the plane z = a·x + b·y lit from azimuth φ at elevation α.

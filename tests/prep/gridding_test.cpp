@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -433,6 +434,84 @@ TEST(GriddingProgress, KrigingReportsRowsAndStops) {
   GridComputation s = computeGrid(again, job, {}, stop);
   EXPECT_FALSE(s.outcome.ok);
   EXPECT_TRUE(s.outcome.message.empty());
+}
+
+// Points in no order over a 90 x 70 grid: a quarter land exactly on nodes (integer coordinates,
+// some nodes hit twice) so that records end early and lock nodes, the rest fall anywhere.
+std::vector<ScatterPoint> mixedPoints(int n) {
+  std::mt19937 rng(20240601);
+  std::uniform_real_distribution<float> ux(-3, 93), uy(-3, 73), uv(-50, 150);
+  std::uniform_int_distribution<int> ix(0, 89), iy(0, 69);
+  std::vector<ScatterPoint> pts;
+  for (int i = 0; i < n; ++i) {
+    if (i % 4 == 0)
+      pts.push_back({static_cast<float>(ix(rng)), static_cast<float>(iy(rng)), uv(rng)});
+    else
+      pts.push_back({ux(rng), uy(rng), uv(rng)});
+  }
+  return pts;
+}
+
+bool sameBits(const GridComputation& a, const GridComputation& b) {
+  return a.nodes.size() == b.nodes.size() &&
+         std::memcmp(a.nodes.data(), b.nodes.data(), a.nodes.size() * sizeof(float)) == 0 &&
+         floatBits(a.zMin) == floatBits(b.zMin) && floatBits(a.zMax) == floatBits(b.zMax) &&
+         a.validCount == b.validCount;
+}
+
+// The point-driven methods on row bands: every node sees the records in table order, and the
+// early ends (exact hits, locked nodes) fall where one thread has them, so 2, 3 and 7 bands give
+// the one-band grid bit for bit, whatever the method, region or sector count.
+TEST(ParallelGridding, BandsGiveTheOneThreadGridBitForBit) {
+  const std::vector<ScatterPoint> pts = mixedPoints(6000);
+  struct Case {
+    GridMethod method;
+    float par;
+    bool circle, azimuth;
+    int sectors;
+  };
+  const Case cases[] = {{GridMethod::Nearest, 0, true, false, 8},
+                        {GridMethod::Mean, 0, false, false, 8},
+                        {GridMethod::InverseDistance, 2, true, false, 8},
+                        {GridMethod::InverseDistance, 1, false, false, 8},
+                        {GridMethod::Exponential, 5, true, false, 8},
+                        {GridMethod::Sum, 0, true, false, 8},
+                        {GridMethod::Mean, 0, true, true, 8},
+                        {GridMethod::Median, 0, false, true, 4},  // index 2: inverse distance
+                        {GridMethod::InverseDistance, 3, true, true, 16},
+                        {GridMethod::Exponential, 0, true, true, 32}};
+  for (const Case& k : cases) {
+    GriddingJob job = unitJob(k.method, 90, 70, 3.5f, k.circle);
+    job.ry = 2.5f;
+    job.par = k.par;
+    job.azimuth = k.azimuth;
+    job.sectors = k.sectors;
+    GriddingSettings set;
+    set.onMethodSelected(k.method);
+    job.threads = 1;
+    const GridComputation one = grid(job, pts, set);
+    ASSERT_TRUE(one.outcome.ok) << one.outcome.message;
+    EXPECT_GT(one.validCount, 300) << static_cast<int>(k.method);
+    for (int threads : {2, 3, 7}) {
+      job.threads = threads;
+      EXPECT_TRUE(sameBits(one, grid(job, pts, set)))
+          << static_cast<int>(k.method) << (k.azimuth ? " azimuth " : " plain ") << threads;
+    }
+  }
+}
+
+// Kriging and median solve node by node on worker threads: the grid does not depend on how many.
+TEST(ParallelGridding, KrigingAndMedianDoNotDependOnTheThreads) {
+  const std::vector<ScatterPoint> pts = mixedPoints(1500);
+  for (GridMethod m : {GridMethod::Kriging, GridMethod::Median}) {
+    GriddingJob job = unitJob(m, 60, 45, 4);
+    job.par = 12;
+    job.threads = 1;
+    const GridComputation one = grid(job, pts);
+    ASSERT_TRUE(one.outcome.ok) << one.outcome.message;
+    job.threads = 3;
+    EXPECT_TRUE(sameBits(one, grid(job, pts))) << static_cast<int>(m);
+  }
 }
 
 class GriddingRun : public ::testing::Test {
