@@ -2,11 +2,10 @@
 // read back through a cursor, through the engines' bulk reader and by SQLite's plain scan, and a
 // grouped statistics query over it.
 #include <benchmark/benchmark.h>
+#include <sqlite3.h>
 
 #include <filesystem>
 #include <random>
-
-#include <sqlite3.h>
 
 #include "workarea/interaction.h"
 #include "workarea/table_reader.h"

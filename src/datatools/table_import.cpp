@@ -3,8 +3,8 @@
 #include <cpl_conv.h>
 #include <cpl_string.h>
 #include <gdal.h>
-#include <sqlite3.h>
 #include <ogr_api.h>
+#include <sqlite3.h>
 
 #include <algorithm>
 #include <charconv>
@@ -90,22 +90,24 @@ CellNumber classifyNumber(std::string_view cell, char decimal, double& v) {
 }
 
 // Digits that carry the value: leading zeros and the trailing zeros of a fraction do not
-// ("2.3300000" as a fixed-width file writes 2.33 has three).
+// ("2.3300000" as a fixed-width file writes 2.33 has three). One pass over the mantissa.
 int significantDigits(std::string_view cell) {
-  std::string_view m(cell);
-  if (std::size_t e = m.find_first_of("eE"); e != std::string_view::npos) m = m.substr(0, e);
-  if (m.find_first_of(".,") != std::string_view::npos)
-    while (!m.empty() && (m.back() == '0' || m.back() == ' ')) m.remove_suffix(1);
-  int n = 0;
-  bool leading = true;
-  for (char c : m) {
-    if (c >= '0' && c <= '9') {
-      if (c == '0' && leading) continue;
-      leading = false;
-      ++n;
+  int n = 0, trailing = 0;
+  bool leading = true, fraction = false;
+  for (char c : cell) {
+    if (c == 'e' || c == 'E') break;
+    if (c == '.' || c == ',') {
+      fraction = true;
+      trailing = 0;
+      continue;
     }
+    if (c < '0' || c > '9') continue;
+    if (c == '0' && leading) continue;
+    leading = false;
+    ++n;
+    trailing = fraction && c == '0' ? trailing + 1 : 0;
   }
-  return n;
+  return n - trailing;
 }
 
 // ---- delimited text ---------------------------------------------------------------------------
@@ -118,8 +120,7 @@ class DelimitedSource : public RowSource {
   static constexpr std::size_t kChunk = 1 << 20;
   static constexpr std::size_t kMaxRecord = 16 << 20;
 
-  DelimitedSource(std::string path, DelimitedOptions opt)
-      : path_(std::move(path)), opt_(opt) {}
+  DelimitedSource(std::string path, DelimitedOptions opt) : path_(std::move(path)), opt_(opt) {}
   ~DelimitedSource() override {
     if (file_) std::fclose(file_);
   }
@@ -783,16 +784,70 @@ std::string raggedRowText(std::int64_t row, std::size_t cells, std::size_t heade
 
 bool numericKind(JetType t) {
   return t == JetType::Long || t == JetType::Integer || t == JetType::Single ||
-         t == JetType::Double || t == JetType::Currency || t == JetType::Byte ||
-         t == JetType::Bit;
+         t == JetType::Double || t == JetType::Currency || t == JetType::Byte || t == JetType::Bit;
 }
+
+// An SQLite identifier in double quotes (a bracketed name cannot hold "]").
+std::string sqlName(const std::string& name) {
+  std::string q = "\"";
+  for (char c : name) {
+    if (c == '"') q += '"';
+    q += c;
+  }
+  return q + "\"";
+}
+
+// Rows into a new table through one prepared statement, inside the caller's transaction; SINGLE
+// columns are rounded to float as the store keeps them.
+class RowInserter {
+ public:
+  RowInserter(Database& db, const std::string& table, const std::vector<FieldDef>& columns)
+      : db_(db.handle()) {
+    std::string sql = "INSERT INTO " + sqlName(table) + " (", vals;
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      sql += (i ? ", " : "") + sqlName(columns[i].name);
+      vals += i ? ", ?" : "?";
+      single_.push_back(columns[i].type == JetType::Single);
+    }
+    sql += ") VALUES (" + vals + ")";
+    if (sqlite3_prepare_v2(db_, sql.c_str(), -1, &st_, nullptr) != SQLITE_OK)
+      throw StoreError(sqlite3_errmsg(db_));
+  }
+  ~RowInserter() { sqlite3_finalize(st_); }
+  RowInserter(const RowInserter&) = delete;
+  RowInserter& operator=(const RowInserter&) = delete;
+
+  void setDouble(int col, double v) {
+    if (single_[static_cast<std::size_t>(col)]) v = static_cast<double>(static_cast<float>(v));
+    sqlite3_bind_double(st_, col + 1, v);
+  }
+  void setInt(int col, std::int64_t v) { sqlite3_bind_int64(st_, col + 1, v); }
+  void setText(int col, const std::string& v) {
+    sqlite3_bind_text(st_, col + 1, v.data(), static_cast<int>(v.size()), SQLITE_TRANSIENT);
+  }
+  void setNull(int col) { sqlite3_bind_null(st_, col + 1); }
+  // Every column is bound for every row, so nothing is cleared between rows.
+  void addRow() {
+    if (sqlite3_step(st_) != SQLITE_DONE) {
+      std::string msg = sqlite3_errmsg(db_);
+      sqlite3_reset(st_);
+      throw StoreError(msg);
+    }
+    sqlite3_reset(st_);
+  }
+
+ private:
+  sqlite3* db_;
+  sqlite3_stmt* st_ = nullptr;
+  std::vector<bool> single_;
+};
 
 // What a numeric column made of a cell.
 enum class Written { Number, NullLiteral, NoNumber };
 
 // A trimmed cell, classified, into a numeric column as the import has always written it: a
 // number, "-1E+38" as the null, and -1E+38 for want of a number (an empty cell, a remark, NaN).
-Written writeNumber(TableWriter& w, int col, JetType type, CellNumber kind, double v) {
+Written writeNumber(RowInserter& w, int col, JetType type, CellNumber kind, double v) {
   if (kind != CellNumber::Number) {
     w.setDouble(col, NULL_VALUE_D);
     return Written::NoNumber;
@@ -813,13 +868,13 @@ Written writeNumber(TableWriter& w, int col, JetType type, CellNumber kind, doub
   return Written::Number;
 }
 
-Written writeNumber(TableWriter& w, int col, JetType type, std::string_view cell, char decimal) {
+Written writeNumber(RowInserter& w, int col, JetType type, std::string_view cell, char decimal) {
   double v = 0;
   const CellNumber kind = classifyNumber(cell, decimal, v);
   return writeNumber(w, col, type, kind, v);
 }
 
-void writeText(TableWriter& w, int col, JetType type, const std::string& cell) {
+void writeText(RowInserter& w, int col, JetType type, const std::string& cell) {
   if (cell.empty())
     w.setNull(col);
   else
@@ -868,7 +923,8 @@ class RemarkStore {
 // The text a stored number had in a column that turns out to be text: its shortest form in the
 // type it was written as.
 std::string storedNumberText(sqlite3_stmt* st, int i, JetType written) {
-  if (sqlite3_column_type(st, i) == SQLITE_INTEGER) return std::to_string(sqlite3_column_int64(st, i));
+  if (sqlite3_column_type(st, i) == SQLITE_INTEGER)
+    return std::to_string(sqlite3_column_int64(st, i));
   return numberText(sqlite3_column_double(st, i), written);
 }
 
@@ -883,18 +939,16 @@ std::int64_t widenTable(Database& db, const std::string& table, const std::vecto
                         char decimal) {
   sqlite3* h = db.handle();
   const std::string old = table + "__sarnoth_widen";
-  execOrThrow(h, "ALTER TABLE " + bracket(table) + " RENAME TO " + bracket(old));
+  execOrThrow(h, "ALTER TABLE " + sqlName(table) + " RENAME TO " + sqlName(old));
   db.createTable(table, wanted);
-  std::vector<std::string> names;
-  for (const auto& f : wanted) names.push_back(f.name);
   std::int64_t delta = 0;
   for (std::size_t k = 0; k < made.size(); ++k)
     if (numericKind(made[k].type) && !numericKind(wanted[k].type)) delta -= nulls[k];
   {
-    TableWriter w(db, table, names);
+    RowInserter w(db, table, wanted);
     sqlite3_stmt* rows = nullptr;
     sqlite3_stmt* remarks = nullptr;
-    const std::string sql = "SELECT rowid, * FROM " + bracket(old) + " ORDER BY rowid";
+    const std::string sql = "SELECT rowid, * FROM " + sqlName(old) + " ORDER BY rowid";
     if (sqlite3_prepare_v2(h, sql.c_str(), -1, &rows, nullptr) != SQLITE_OK ||
         sqlite3_prepare_v2(h, "SELECT r, c, t FROM temp.sarnoth_import_remarks ORDER BY r, c", -1,
                            &remarks, nullptr) != SQLITE_OK) {
@@ -907,9 +961,9 @@ std::int64_t widenTable(Database& db, const std::string& table, const std::vecto
       const std::int64_t row = sqlite3_column_int64(rows, 0);
       for (std::size_t k = 0; k < made.size(); ++k) {
         const int col = static_cast<int>(k), at = col + 1;
-        while (remark && (sqlite3_column_int64(remarks, 0) < row ||
-                          (sqlite3_column_int64(remarks, 0) == row &&
-                           sqlite3_column_int(remarks, 1) < col)))
+        while (remark &&
+               (sqlite3_column_int64(remarks, 0) < row ||
+                (sqlite3_column_int64(remarks, 0) == row && sqlite3_column_int(remarks, 1) < col)))
           remark = sqlite3_step(remarks) == SQLITE_ROW;
         const bool hasRemark = remark && sqlite3_column_int64(remarks, 0) == row &&
                                sqlite3_column_int(remarks, 1) == col;
@@ -930,17 +984,16 @@ std::int64_t widenTable(Database& db, const std::string& table, const std::vecto
           if (sqlite3_column_type(rows, at) == SQLITE_INTEGER && (to == JetType::Long))
             w.setInt(col, sqlite3_column_int64(rows, at));
           else if (from == JetType::Single && to == JetType::Double)
-            w.setDouble(col, std::strtod(numberText(sqlite3_column_double(rows, at),
-                                                    JetType::Single)
-                                             .c_str(),
-                                         nullptr));
+            w.setDouble(
+                col,
+                std::strtod(numberText(sqlite3_column_double(rows, at), JetType::Single).c_str(),
+                            nullptr));
           else
             w.setDouble(col, sqlite3_column_double(rows, at));
         } else if (numericKind(from)) {
           // A number column turned text: the remarks as written, empty cells empty.
           if (hasRemark)
-            writeText(w, col, to,
-                      reinterpret_cast<const char*>(sqlite3_column_text(remarks, 2)));
+            writeText(w, col, to, reinterpret_cast<const char*>(sqlite3_column_text(remarks, 2)));
           else if (isNull || static_cast<float>(sqlite3_column_double(rows, at)) == NULL_VALUE)
             w.setNull(col);
           else
@@ -960,9 +1013,8 @@ std::int64_t widenTable(Database& db, const std::string& table, const std::vecto
     sqlite3_finalize(rows);
     sqlite3_finalize(remarks);
     if (rc != SQLITE_DONE) throw StoreError(sqlite3_errmsg(h));
-    w.commit();
   }
-  execOrThrow(h, "DROP TABLE " + bracket(old));
+  execOrThrow(h, "DROP TABLE " + sqlName(old));
   return delta;
 }
 
@@ -1083,8 +1135,6 @@ Outcome importTable(Database& db, RowSource& src, const std::vector<ImportColumn
     }
     rep.overwritten = r == RegisterResult::Overwritten;
     db.createTable(tableName, defs);
-    std::vector<std::string> names;
-    for (const auto& d : defs) names.push_back(d.name);
     // Every row is also seen by the guess of its column, so that the types the whole file calls
     // for are known at the end; the remarks of number columns are kept in case one turns text.
     std::vector<ColumnGuess> seen(defs.size());
@@ -1093,7 +1143,7 @@ Outcome importTable(Database& db, RowSource& src, const std::vector<ImportColumn
     std::unique_ptr<RemarkStore> remarks;
     if (anyGuessed) remarks = std::make_unique<RemarkStore>(db.handle());
     {
-      TableWriter w(db, tableName, names);
+      RowInserter w(db, tableName, defs);
       progress.setMaximum(std::max<std::int64_t>(src.approxRows(), 1));
       std::vector<std::string> cells;
       src.rewind();
@@ -1104,8 +1154,7 @@ Outcome importTable(Database& db, RowSource& src, const std::vector<ImportColumn
         ++rep.rows;
         for (std::size_t k = 0; k < defs.size(); ++k) {
           static const std::string kEmpty;
-          const std::string& cell =
-              sourceIndex[k] < cells.size() ? cells[sourceIndex[k]] : kEmpty;
+          const std::string& cell = sourceIndex[k] < cells.size() ? cells[sourceIndex[k]] : kEmpty;
           const int col = static_cast<int>(k);
           if (numericKind(defs[k].type)) {
             // One look at the cell serves the guess and the write.
@@ -1132,7 +1181,6 @@ Outcome importTable(Database& db, RowSource& src, const std::vector<ImportColumn
       }
       // A read that failed mid-way leaves nothing: no table, no registry row.
       if (std::string e = src.readError(); !e.empty()) throw SourceFault{e};
-      w.commit();
     }
     for (std::int64_t n : nulls) rep.nullsWritten += n;
     // The types the whole file calls for, where the first rows suggested less.
@@ -1146,8 +1194,7 @@ Outcome importTable(Database& db, RowSource& src, const std::vector<ImportColumn
         widen = true;
       }
     }
-    if (widen)
-      rep.nullsWritten += widenTable(db, tableName, defs, wanted, nulls, src.decimal());
+    if (widen) rep.nullsWritten += widenTable(db, tableName, defs, wanted, nulls, src.decimal());
     remarks.reset();
     db.commit();
     ownTx = false;

@@ -3,8 +3,8 @@
 #include <sys/mman.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -232,10 +232,8 @@ TablePointSource::TablePointSource(Database& db, const std::string& table, const
     : reader_(std::make_unique<TableReader>(db, table, std::vector<std::string>{x, y, v})) {}
 
 TablePointSource::TablePointSource(const std::string& storePath, const std::string& table,
-                                   const std::string& x, const std::string& y,
-                                   const std::string& v)
-    : reader_(
-          std::make_unique<TableReader>(storePath, table, std::vector<std::string>{x, y, v})) {}
+                                   const std::string& x, const std::string& y, const std::string& v)
+    : reader_(std::make_unique<TableReader>(storePath, table, std::vector<std::string>{x, y, v})) {}
 
 TablePointSource::~TablePointSource() = default;
 
@@ -504,6 +502,7 @@ void scatterRecords(PointSource& points, const GridGeometry& g, int bands, Progr
   std::condition_variable cv;
   long published = -1;  // the last block handed to the workers; guarded by m
   bool finished = false, stopping = false;
+  std::atomic<bool> abandon{false};  // set with stopping: workers leave the block they are in
   int doneWorkers = 0;  // workers done with the block `published`
   std::exception_ptr failure;
   // Records each worker has scattered, for the progress: the slowest band is where the run is.
@@ -529,11 +528,11 @@ void scatterRecords(PointSource& points, const GridGeometry& g, int bands, Progr
       try {
         const RecordBlock& b = blocks[seen % 2];
         const std::size_t n = b.count;
-        for (std::size_t i = 0; i < std::min(kAhead, n); ++i)
-          ahead(b.records[i], rowBegin, rowEnd);
+        for (std::size_t i = 0; i < std::min(kAhead, n); ++i) ahead(b.records[i], rowBegin, rowEnd);
         std::atomic<std::int64_t>& mine = scattered[static_cast<std::size_t>(band)];
         const std::int64_t base = mine.load(std::memory_order_relaxed);
         for (std::size_t i = 0; i < n; ++i) {
+          if ((i & 255) == 255 && abandon.load(std::memory_order_relaxed)) return;
           if (i + kAhead < n) ahead(b.records[i + kAhead], rowBegin, rowEnd);
           const Prepared& r = b.records[i];
           // Most records lie in another band: one test and on.
@@ -560,6 +559,7 @@ void scatterRecords(PointSource& points, const GridGeometry& g, int bands, Progr
   pool.reserve(static_cast<std::size_t>(bands));
   for (int t = 0; t < bands; ++t) pool.emplace_back(worker, t);
   auto halt = [&] {
+    abandon = true;
     {
       std::lock_guard lock(m);
       stopping = true;
@@ -624,8 +624,8 @@ void prefetchWindow(const Prepared& p, int columns, const void* base, std::size_
 
 // The rows of a window a band visits: its own rows, none beyond the row of `stop`.
 struct BandRows {
-  long lo, hi;          // rows lo … hi
-  long stopRow = -1;    // the row of `stop`, where the columns end at stopCol
+  long lo, hi;        // rows lo … hi
+  long stopRow = -1;  // the row of `stop`, where the columns end at stopCol
   long stopCol = 0;
 };
 BandRows bandRows(const Window& w, std::size_t stop, long rowBegin, long rowEnd, int columns) {
@@ -678,8 +678,7 @@ Stats finishNodes(const GridGeometry& g, int threads, Progress& progress, Node&&
         const int r1 = static_cast<int>(static_cast<long long>(g.rows) * (band + 1) / bands);
         Stats& st = part[static_cast<std::size_t>(band)];
         for (int r = r0; r < r1; ++r)
-          for (int c = 0; c < g.columns; ++c)
-            node(static_cast<std::size_t>(r) * g.columns + c, st);
+          for (int c = 0; c < g.columns; ++c) node(static_cast<std::size_t>(r) * g.columns + c, st);
       },
       [&](int done) { return pacer.watch(static_cast<std::int64_t>(done) * g.rows / bands); }, 20);
   if (!finished) throw RunFailure{{}};

@@ -2,13 +2,25 @@
 
 #include <sqlite3.h>
 
-#include <cstdio>
-
 #include "workarea/null_value.h"
 #include "workarea/path_resolver.h"
 #include "workarea/table_store.h"
 
 namespace sarnoth {
+
+namespace {
+
+// An SQLite identifier in double quotes (a bracketed name cannot hold "]").
+std::string quoted(const std::string& name) {
+  std::string q = "\"";
+  for (char c : name) {
+    if (c == '"') q += '"';
+    q += c;
+  }
+  return q + "\"";
+}
+
+}  // namespace
 
 bool useStoreConnectionsWithoutMutexes() {
   return sqlite3_config(SQLITE_CONFIG_MULTITHREAD) == SQLITE_OK;
@@ -33,6 +45,9 @@ TableReader::TableReader(const std::string& storePath, const std::string& table,
     throw StoreError("找不到数据库文件: " + storePath + " (" + msg + ")");
   }
   sqlite3_busy_timeout(db_, 3000);
+  // A quoted name that matches no column is an error, never a string.
+  sqlite3_db_config(db_, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
+  sqlite3_db_config(db_, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
   // Pages straight from the mapped file rather than copied through the page cache.
   sqlite3_exec(db_, "PRAGMA mmap_size=1073741824;", nullptr, nullptr, nullptr);
   try {
@@ -53,15 +68,15 @@ void TableReader::prepare(const std::string& table, const std::vector<std::strin
   table_ = table;
   columns_ = static_cast<int>(columns.size());
   std::string sql = "SELECT ";
-  for (std::size_t i = 0; i < columns.size(); ++i) sql += (i ? ", " : "") + bracket(columns[i]);
-  sql += " FROM " + bracket(table);
+  for (std::size_t i = 0; i < columns.size(); ++i) sql += (i ? ", " : "") + quoted(columns[i]);
+  sql += " FROM " + quoted(table);
   if (sqlite3_prepare_v2(db_, sql.c_str(), -1, &st_, nullptr) != SQLITE_OK)
     throw StoreError(sqlite3_errmsg(db_));
 }
 
 std::int64_t TableReader::rowCount() {
   sqlite3_stmt* st = nullptr;
-  const std::string sql = "SELECT count(*) FROM " + bracket(table_);
+  const std::string sql = "SELECT count(*) FROM " + quoted(table_);
   if (sqlite3_prepare_v2(db_, sql.c_str(), -1, &st, nullptr) != SQLITE_OK)
     throw StoreError(sqlite3_errmsg(db_));
   std::int64_t n = sqlite3_step(st) == SQLITE_ROW ? sqlite3_column_int64(st, 0) : 0;

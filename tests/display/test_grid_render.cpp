@@ -203,7 +203,8 @@ TEST(GridImageGeometry, SameImageWhateverTheThreads) {
     return 40 * std::exp(-((x - 600) * (x - 600) + (y - 700) * (y - 700)) / 2e5) + 0.01 * x;
   });
   for (int r = 100; r < 140; ++r)
-    for (int col = 20; col < 90; ++col) up.nodes[static_cast<std::size_t>(r) * 301 + col] = NULL_VALUE;
+    for (int col = 20; col < 90; ++col)
+      up.nodes[static_cast<std::size_t>(r) * 301 + col] = NULL_VALUE;
   for (int width : {301, 517}) {
     RenderResult one = renderRelief(up, cols, kWhite, width, p, 1);
     ASSERT_TRUE(one.ok);

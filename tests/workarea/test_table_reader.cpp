@@ -1,11 +1,10 @@
 // The engines' column-typed bulk reader: blocks of rows as plain numbers, NULL as the float null,
 // through an open store or a read-only connection of its own.
-#include "workarea/table_reader.h"
-
 #include <gtest/gtest.h>
 
 #include "test_support.h"
 #include "workarea/null_value.h"
+#include "workarea/table_reader.h"
 #include "workarea/work_area.h"
 
 namespace sarnoth {
