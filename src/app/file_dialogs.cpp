@@ -95,8 +95,9 @@ std::string withFilterExtension(const std::string& path, const std::string& patt
 
 std::string runFileDialog(QWidget* parent, bool save, const std::string& title,
                           const std::string& systemFilter, const std::string& defaultName,
-                          FileKind kind) {
-  QFileDialog dialog(parent, qs(title), qs(dialogFolder(kind)), qtFileFilter(systemFilter));
+                          FileKind kind, const std::string& startDir) {
+  const std::string folder = startDir.empty() ? dialogFolder(kind) : resolvePath(startDir);
+  QFileDialog dialog(parent, qs(title), qs(folder), qtFileFilter(systemFilter));
   dialog.setObjectName("dlgFile");
   dialog.setOption(QFileDialog::DontUseNativeDialog, true);
   dialog.setAcceptMode(save ? QFileDialog::AcceptSave : QFileDialog::AcceptOpen);

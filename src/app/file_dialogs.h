@@ -41,9 +41,11 @@ std::string withFilterExtension(const std::string& path, const std::string& filt
 std::string filterPatterns(const std::string& systemFilter, int index);
 
 // Qt's file dialog, not the platform's, so that its texts follow the translations loaded.
-// Returns the chosen path ("" when cancelled); a save adds the chosen filter's extension.
+// Returns the chosen path ("" when cancelled); a save adds the chosen filter's extension. A
+// `startDir` given (a work-area path as the system spells it) is where it opens instead of the
+// folder of `kind`.
 std::string runFileDialog(QWidget* parent, bool save, const std::string& title,
                           const std::string& systemFilter, const std::string& defaultName,
-                          FileKind kind);
+                          FileKind kind, const std::string& startDir = {});
 
 }  // namespace sarnoth::gui

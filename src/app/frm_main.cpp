@@ -204,7 +204,7 @@ void FrmMain::dispatch(const MenuEntry& e) {
         callbacks[i] = [this, mode] { return askGridFile(mode); };
       }
       Outcome o = closed::runLowLatitudeReduction(callbacks);
-      if (!o.ok) say(o.message);
+      if (!o.message.empty()) say(o.message);
       return;
     }
     case MenuAction::GeoMGInv: {

@@ -214,6 +214,10 @@ std::vector<MenuEntry> build() {
   add(tool("mnuThreeComponentsR", R, "任意方向转换(&C)", "frmGMFreqProcs", 233));
   add(tool("mnuStructure", R, "线性增强(&I)", "frmGMFreqProcs", 232));
   add(tool("mnuPseudoGravity", R, "磁源重力异常(&A)", "frmGMFreqProcs", 240));
+  // Additions beyond the old tool: the edge detectors in use today, beside the old ones.
+  add(tool("mnuTiltAngle", R, "倾斜角(&N)", "frmGMFreqProcs", 260));
+  add(tool("mnuAnalyticSignal", R, "解析信号振幅(&J)", "frmGMFreqProcs", 270));
+  add(tool("mnuHorizGradient", R, "水平梯度模(&O)", "frmGMFreqProcs", 280));
   add(sep("mnuGravMagn60", R));
   add(tool("mnuGravityTrr", R, "重力地形改正(&K)", "frmGravTrr"));
   add(tool("mnuGravityBack", R, "重力背景场稳健拟合(&Z)", "frmGravityTrend"));

@@ -66,10 +66,10 @@ Args parseArgs(int argc, char** argv, int first) {
                                   std::string(argv[i + 1]).size() <= 2)) {
         // A value follows unless the next word is itself an option. Flags that never take a
         // value are listed so that "--yes file" keeps the file positional.
-        static const char* kFlags[] = {"yes",         "no",         "overwrite",  "help",
-                                       "nulls-empty", "skip-nulls", "keep-nulls", "quiet",
-                                       "verbose",     "json",       "polygons",   "rect",
-                                       "colour-bar"};
+        static const char* kFlags[] = {
+            "yes",        "no",      "overwrite", "help",     "nulls-empty", "skip-nulls",
+            "keep-nulls", "quiet",   "verbose",   "json",     "polygons",    "rect",
+            "colour-bar", "outside", "replace",   "in-place", "append"};
         bool isFlag = false;
         for (const char* f : kFlags)
           if (name == f) isFlag = true;

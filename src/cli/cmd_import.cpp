@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "cli/cli.h"
+#include "cli/cmd_method_import.h"
 #include "datatools/data_convert.h"
 #include "workarea/grid_convert.h"
 #include "datatools/grid_to_table.h"
@@ -34,6 +35,7 @@ DelimitedOptions delimitedOptions(const Args& a) {
 int runImport(Args& a) {
   std::string kind = a.pos(0);
   std::string file = a.pos(1);
+  if (kind == "method") return runMethodImport(a);
   if ((kind == "grid" || kind == "image") && !file.empty()) {
     std::string work = workPath(a);
     if (work.empty()) return failWith(kRefusalText);
@@ -184,6 +186,7 @@ CommandRegistrar regImport{
      "       sarnoth-cli import table FILE --list-layers     (sheets or tables of the file)\n"
      "       sarnoth-cli import grid FILE [--name NAME] [--origin corner|node] [--yes]\n"
      "       sarnoth-cli import image FILE [--yes]            (into Imag_Dat)\n"
+     "       sarnoth-cli import method FILE --entry mnu… [--rename NEW] [--yes]  (into Prof_Dat)\n"
      "       sarnoth-cli import table FILE --preview N       (columns and guessed types only)\n"
      "Text: .csv .txt .tsv .prn .dat; through GDAL: .xlsx .xls .ods .dbf; Jet: .mdb;\n"
      "scatter files of the system (binary, ASCII, older) by their magic.",

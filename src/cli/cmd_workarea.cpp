@@ -1,11 +1,13 @@
 // workarea create|demo|info|use, tables list|fields|show, sql.
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <iostream>
 
 #include "cli/cli.h"
 #include "datatools/data_tools.h"
 #include "workarea/demo_area.h"
+#include "workarea/jet_sql.h"
 #include "workarea/null_value.h"
 #include "workarea/session.h"
 #include "workarea/table_store.h"
@@ -19,6 +21,11 @@ std::string cellText(const Value& v) {
     float f = static_cast<float>(*d);
     if (f == NULL_VALUE) return NULL_TEXT;
     char buf[40];
+    // Whole numbers print whole (100000, not 1e+05).
+    if (*d == std::trunc(*d) && std::fabs(*d) < 1e15) {
+      auto r = std::to_chars(buf, buf + sizeof buf, static_cast<long long>(*d));
+      return std::string(buf, r.ptr);
+    }
     // Values that are floats print in the float's shortest form.
     auto r = static_cast<double>(f) == *d ? std::to_chars(buf, buf + sizeof buf, f)
                                           : std::to_chars(buf, buf + sizeof buf, *d);
@@ -144,7 +151,12 @@ int runTables(Args& a) {
   try {
     Database db = openWorkDatabase(work);
     if (sub == "list" || sub.empty()) {
-      std::vector<std::string> reg;
+      if (!db.tableExists(kRegistryTable)) {
+        // A store without the registry lists no table.
+        std::cout << "SCHNO\t查询表名\t查询库名\t查询方式\t查询日期\t说明\n";
+        std::cerr << "0 rows\n";
+        return 0;
+      }
       Cursor c = db.query(
           "Select [SCHNO],[查询表名],[查询库名],[查询方式],[查询日期],[说明] From [TableInfo]");
       printRows(c, -1);
@@ -176,11 +188,6 @@ int runSql(Args& a) {
   if (work.empty()) return failWith(kRefusalText);
   try {
     Database db = openWorkDatabase(work);
-    std::string l;
-    for (char ch : stmt) l += static_cast<char>(std::tolower(static_cast<unsigned char>(ch)));
-    std::size_t first = l.find_first_not_of(" \t\r\n(");
-    bool isSelect = first != std::string::npos && l.compare(first, 6, "select") == 0;
-    bool selectInto = isSelect && l.find(" into ") != std::string::npos;
     if (a.has("save")) {
       CliInteraction ui(a);
       Outcome o = saveQueryAsTable(db, stmt, a.get("save"), ui);
@@ -188,12 +195,16 @@ int runSql(Args& a) {
       std::cout << o.message << "\n";
       return 0;
     }
-    if (isSelect && !selectInto) {
+    JetStatementKind kind = db.translate(stmt).kind;
+    if (kind == JetStatementKind::Select) {
       Cursor c = db.query(stmt);
       printRows(c, a.getInt("limit", -1));
     } else {
-      long long n = db.execute(stmt);
-      std::cout << n << " rows affected\n";
+      // Select … Into registers its table as the SQL tool does.
+      QueryResult r;
+      Outcome o = runStatement(db, stmt, r);
+      if (!o) return failWith(o.message);
+      std::cout << r.changed << " rows affected\n";
     }
   } catch (const StoreError& e) {
     return failWith(e.what());

@@ -22,11 +22,23 @@ inline constexpr std::array<int, 4> kLowLatitudeCallbackModes = {100, 200, 100, 
 using GridFileCallback = std::function<std::string()>;
 using LowLatitudeCallbacks = std::array<GridFileCallback, 4>;
 
-// The component's work, given the four call-backs. Installed where its implementation lands.
-using LowLatitudeWork = std::function<Outcome(const LowLatitudeCallbacks& callbacks)>;
-void installLowLatitudeReduction(LowLatitudeWork work);
+// The call-backs, in order, hand over: the ΔT grid to reduce, the grid to write, a grid of the
+// geomagnetic inclination over the area and one of the declination (the means of their data
+// give I and D; a cancelled request leaves them to the component's dialog). The reduction is
+// gravmag/filter_methods.h runLowLatitudePole; its parameters go through the components'
+// dialog (closed/gm_filter_com.h).
 
-// Runs the component. Without an implementation: a failure that says it is not yet available.
+// The component's work, given the four call-backs.
+using LowLatitudeWork = std::function<Outcome(const LowLatitudeCallbacks& callbacks)>;
+// Replaces the work (an empty one: the component is not available); returns the previous one.
+LowLatitudeWork installLowLatitudeReduction(LowLatitudeWork work);
+
+// Runs the component: our reduction unless another work was installed. A request left
+// unanswered ends it quietly (success without a text); success after a run carries
+// "重磁数据处理成功！". Without a work: a failure that says it is not available.
 Outcome runLowLatitudeReduction(const LowLatitudeCallbacks& callbacks);
+
+// Our work: the four requests, the dialog, the reduction.
+Outcome lowLatitudeWork(const LowLatitudeCallbacks& callbacks);
 
 }  // namespace sarnoth::closed

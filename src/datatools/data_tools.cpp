@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "workarea/jet_sql.h"
 #include "workarea/work_area.h"
 
 namespace sarnoth {
@@ -12,15 +13,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-bool isQuery(const std::string& sql) {
-  std::string l;
-  for (char c : sql) l += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  std::size_t b = l.find_first_not_of(" \t\r\n(");
-  if (b == std::string::npos) return false;
-  bool select = l.compare(b, 6, "select") == 0 || l.compare(b, 4, "with") == 0 ||
-                l.compare(b, 6, "pragma") == 0;
-  // "Select … Into" makes a table: it is a statement, not a query.
-  return select && l.find(" into ") == std::string::npos;
+// A query is a Select without Into: it returns rows and changes nothing.
+bool isQuery(Database& db, const std::string& sql) {
+  return db.translate(sql).kind == JetStatementKind::Select;
 }
 
 }  // namespace
@@ -30,7 +25,8 @@ Outcome runStatement(Database& db, const std::string& sql, QueryResult& out, std
   if (sql.find_first_not_of(" \t\r\n;") == std::string::npos)
     return Outcome::failure("请输入SQL语句.");
   try {
-    if (isQuery(sql)) {
+    JetTranslation tr = db.translate(sql);
+    if (tr.kind == JetStatementKind::Select) {
       Cursor c = db.query(sql);
       for (int i = 0; i < c.columnCount(); ++i) out.columns.push_back(c.columnName(i));
       while (c.next()) {
@@ -42,6 +38,23 @@ Outcome runStatement(Database& db, const std::string& sql, QueryResult& out, std
         row.reserve(out.columns.size());
         for (int i = 0; i < c.columnCount(); ++i) row.push_back(c.get(i));
         out.rows.push_back(std::move(row));
+      }
+    } else if (tr.kind == JetStatementKind::SelectInto) {
+      // A new table from a statement is registered as the SQL tool registers what it saves.
+      db.begin();
+      try {
+        ScriptedInteraction quiet;
+        Registration how{kSqlOrigin, "", OverwriteRule::Refuse, kSqlTableExists, "", true};
+        if (registerTable(db, tr.target, how, quiet) == RegisterResult::Refused ||
+            db.tableExists(tr.target)) {
+          db.rollback();
+          return Outcome::failure(kSqlTableExists);
+        }
+        out.changed = db.execute(sql);
+        db.commit();
+      } catch (...) {
+        db.rollback();
+        throw;
       }
     } else {
       out.changed = db.execute(sql);
@@ -56,7 +69,11 @@ Outcome saveQueryAsTable(Database& db, const std::string& query, const std::stri
                          Interaction& ui) {
   if (std::string why = newNameRefusal(newName, NewNameKind::Table); !why.empty())
     return Outcome::failure(why);
-  if (!isQuery(query)) return Outcome::failure("只有查询语句的结果可以存为数据表.");
+  try {
+    if (!isQuery(db, query)) return Outcome::failure("只有查询语句的结果可以存为数据表.");
+  } catch (const StoreError& e) {
+    return Outcome::failure(e.what());
+  }
   std::string body = query;
   while (!body.empty() && (body.back() == ';' || body.back() == ' ' || body.back() == '\n'))
     body.pop_back();

@@ -16,20 +16,21 @@
 
 namespace sarnoth::detail {
 
-// The number of threads to use: `requested` when above 0, else one per core (at most 16), and
-// never more than there are bands of `minRowsPerThread` rows.
+inline constexpr int kMaxBandThreads = 16;
+
+// The number of threads to use: `requested` when above 0, else one per core, at most
+// kMaxBandThreads, and never more than there are bands of `minRowsPerThread` rows.
 inline int rowThreads(int rows, int requested, int minRowsPerThread = 1) {
-  int threads = requested > 0
-                    ? requested
-                    : std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, 16);
+  int hw = static_cast<int>(std::thread::hardware_concurrency());
+  int threads = std::clamp(requested > 0 ? requested : hw, 1, kMaxBandThreads);
   return std::max(1, std::min(threads, rows / std::max(1, minRowsPerThread)));
 }
 
 // Calls fn(rowBegin, rowEnd, threadIndex) for disjoint bands that cover [0, rows), band 0 on the
-// calling thread. `threads` 0 means one per core.
+// calling thread, on at most `maxThreads` threads (0: one per core, up to kMaxBandThreads).
 template <class Fn>
-void forRowBands(int rows, Fn&& fn, int minRowsPerThread = 4, int threads = 0) {
-  threads = rowThreads(rows, threads, minRowsPerThread);
+void forRowBands(int rows, Fn&& fn, int minRowsPerThread = 4, int maxThreads = 0) {
+  int threads = rowThreads(rows, maxThreads, minRowsPerThread);
   if (threads <= 1) {
     fn(0, rows, 0);
     return;

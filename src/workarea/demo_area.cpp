@@ -5,6 +5,7 @@
 #include <random>
 #include <vector>
 
+#include "electric/sounding_demo.h"
 #include "workarea/null_value.h"
 #include "workarea/work_area.h"
 
@@ -222,7 +223,7 @@ Outcome createDemoWorkArea(const std::string& dir, unsigned seed, DemoSummary* s
   } catch (const StoreError& e) {
     return Outcome::failure(std::string("创建新数据表错误, ") + e.what());
   }
-  return Outcome::success();
+  return electric::writeDemoSoundings(withTrailingSeparator(dir), seed);
 }
 
 }  // namespace sarnoth

@@ -4,7 +4,8 @@
 // stratigraphic units, twelve elements with log-normal backgrounds by unit, an epithermal
 // Au-Ag-As-Sb-Hg anomaly and a porphyry Cu-Mo-W-Sn-Bi anomaly with a Pb-Zn halo, about 1 % of
 // values missing as -1E+38), Bouguer gravity (a regional trend with a dense body and a basin),
-// and ΔT magnetics along east-west lines (an induced dipole anomaly). Same seed, same numbers.
+// and ΔT magnetics along east-west lines (an induced dipole anomaly), and a resistivity/IP
+// sounding of each device in Prof_Dat (electric/sounding_demo.h). Same seed, same numbers.
 #pragma once
 
 #include <string>

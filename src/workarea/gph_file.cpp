@@ -190,6 +190,10 @@ PolygonReadResult readGphPolygons(const std::string& path) {
       r.error = GphError::BadNumber;
       break;
     }
+    if (n < 3) {
+      r.error = GphError::ShortPolygon;
+      break;
+    }
     xy.clear();
     r.error = lines.readPairs(n, xy);
     if (r.error != GphError::None) break;
@@ -220,6 +224,8 @@ std::string gphMessage(GphReader reader, GphError e) {
           return "类型不匹配";
         case GphError::TooManyPolygons:
           return "下标越界";
+        case GphError::ShortPolygon:
+          return kMsgGphClipReadFailed;
         default:
           return "文件访问错误";
       }

@@ -198,6 +198,7 @@ enum class GphError {
   MissingEnd,
   BadNumber,
   TooManyPolygons,
+  ShortPolygon,  // a clipping polygon of fewer than 3 vertices
   WriteFailed
 };
 
@@ -216,7 +217,7 @@ GphError writeGph(const std::string& path, const GphFile& f);
 
 // The polygon set of the clipping tool: vertices as singles, all polygons one after the other,
 // and at most 1001 vertex counts. Every element line is taken as a polygon head whose third item
-// is the vertex count.
+// is the vertex count; a polygon of fewer than 3 vertices encloses nothing and is refused.
 inline constexpr int kMaxClipPolygons = 1001;
 struct PolygonSet {
   std::vector<float> vertices;       // x, y pairs

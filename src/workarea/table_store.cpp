@@ -8,8 +8,11 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <unordered_map>
 #include <unordered_set>
 
+#include "workarea/jet_runtime.h"
+#include "workarea/jet_sql.h"
 #include "workarea/null_value.h"
 #include "workarea/path_resolver.h"
 
@@ -23,11 +26,6 @@ std::string lower(std::string s) {
 }
 
 bool iequals(const std::string& a, const std::string& b) { return lower(a) == lower(b); }
-
-bool isWordChar(char c) {
-  return std::isalnum(static_cast<unsigned char>(c)) || c == '_' ||
-         static_cast<unsigned char>(c) >= 0x80;
-}
 
 [[noreturn]] void fail(sqlite3* db, const std::string& what) {
   std::string msg = db ? sqlite3_errmsg(db) : "database is not open";
@@ -45,258 +43,88 @@ std::string qid(const std::string& name) {
   return out + "\"";
 }
 
-// The float null as SQL text: the double nearest the float, which round-trips exactly.
-std::string nullLiteral() {
-  char buf[40];
-  std::snprintf(buf, sizeof buf, "%.17g", NULL_VALUE_D);
-  return buf;
-}
-
-// ---- SQL functions the Jet dialect has and SQLite lacks ------------------------------------
-
-struct VarianceAcc {
-  std::int64_t n;
-  double mean;
-  double m2;
-};
-
-void varianceStep(sqlite3_context* ctx, int, sqlite3_value** argv) {
-  auto* acc = static_cast<VarianceAcc*>(sqlite3_aggregate_context(ctx, sizeof(VarianceAcc)));
-  if (!acc || sqlite3_value_type(argv[0]) == SQLITE_NULL) return;
-  double x = sqlite3_value_double(argv[0]);
-  acc->n += 1;
-  double d = x - acc->mean;
-  acc->mean += d / static_cast<double>(acc->n);
-  acc->m2 += d * (x - acc->mean);
-}
-
-template <bool Sample, bool Root>
-void varianceFinal(sqlite3_context* ctx) {
-  auto* acc = static_cast<VarianceAcc*>(sqlite3_aggregate_context(ctx, 0));
-  std::int64_t need = Sample ? 2 : 1;
-  if (!acc || acc->n < need) {
-    sqlite3_result_null(ctx);
-    return;
-  }
-  double v = acc->m2 / static_cast<double>(Sample ? acc->n - 1 : acc->n);
-  sqlite3_result_double(ctx, Root ? std::sqrt(v) : v);
-}
-
-bool anyNull(int argc, sqlite3_value** argv) {
-  for (int i = 0; i < argc; ++i)
-    if (sqlite3_value_type(argv[i]) == SQLITE_NULL) return true;
-  return false;
-}
-
-template <double (*F)(double), bool PositiveOnly, bool NonNegative>
-void mathFn(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
-  if (anyNull(argc, argv)) return sqlite3_result_null(ctx);
-  double x = sqlite3_value_double(argv[0]);
-  if ((PositiveOnly && !(x > 0)) || (NonNegative && x < 0))
-    return sqlite3_result_error(ctx, "Invalid procedure call or argument", -1);
-  sqlite3_result_double(ctx, F(x));
-}
-double lnFn(double x) { return std::log(x); }
-double sqrtFn(double x) { return std::sqrt(x); }
-double expFn(double x) { return std::exp(x); }
-
-void intFn(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
-  if (anyNull(argc, argv)) return sqlite3_result_null(ctx);
-  sqlite3_result_double(ctx, std::floor(sqlite3_value_double(argv[0])));
-}
-void fixFn(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
-  if (anyNull(argc, argv)) return sqlite3_result_null(ctx);
-  sqlite3_result_double(ctx, std::trunc(sqlite3_value_double(argv[0])));
-}
-void sgnFn(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
-  if (anyNull(argc, argv)) return sqlite3_result_null(ctx);
-  double x = sqlite3_value_double(argv[0]);
-  sqlite3_result_int(ctx, x > 0 ? 1 : x < 0 ? -1 : 0);
-}
-void singleFn(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
-  if (anyNull(argc, argv)) return sqlite3_result_null(ctx);
-  int t = sqlite3_value_type(argv[0]);
-  if (t == SQLITE_TEXT || t == SQLITE_BLOB) return sqlite3_result_value(ctx, argv[0]);
-  double x = sqlite3_value_double(argv[0]);
-  sqlite3_result_double(ctx, static_cast<double>(static_cast<float>(x)));
-}
-void iifFn(sqlite3_context* ctx, int, sqlite3_value** argv) {
-  bool cond = sqlite3_value_type(argv[0]) != SQLITE_NULL && sqlite3_value_double(argv[0]) != 0.0;
-  sqlite3_result_value(ctx, argv[cond ? 1 : 2]);
-}
-void nzFn(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
-  if (sqlite3_value_type(argv[0]) != SQLITE_NULL) return sqlite3_result_value(ctx, argv[0]);
-  if (argc > 1) return sqlite3_result_value(ctx, argv[1]);
-  sqlite3_result_int(ctx, 0);
-}
-void valFn(sqlite3_context* ctx, int, sqlite3_value** argv) {
-  const unsigned char* t = sqlite3_value_text(argv[0]);
-  sqlite3_result_double(ctx, t ? std::strtod(reinterpret_cast<const char*>(t), nullptr) : 0.0);
-}
-
-// Character-based helpers over UTF-8 text.
-std::vector<std::size_t> charStarts(const std::string& s) {
-  std::vector<std::size_t> v;
-  for (std::size_t i = 0; i < s.size(); ++i)
-    if ((static_cast<unsigned char>(s[i]) & 0xC0) != 0x80) v.push_back(i);
-  return v;
-}
-std::string textArg(sqlite3_value* v) {
-  const unsigned char* t = sqlite3_value_text(v);
-  return t ? std::string(reinterpret_cast<const char*>(t)) : std::string();
-}
-void substrChars(sqlite3_context* ctx, const std::string& s, std::int64_t start, std::int64_t len) {
-  auto starts = charStarts(s);
-  auto n = static_cast<std::int64_t>(starts.size());
-  start = std::clamp<std::int64_t>(start, 0, n);
-  std::int64_t end = std::clamp<std::int64_t>(start + std::max<std::int64_t>(len, 0), start, n);
-  std::size_t b = start < n ? starts[static_cast<std::size_t>(start)] : s.size();
-  std::size_t e = end < n ? starts[static_cast<std::size_t>(end)] : s.size();
-  std::string r = s.substr(b, e - b);
-  sqlite3_result_text(ctx, r.c_str(), static_cast<int>(r.size()), SQLITE_TRANSIENT);
-}
-void leftFn(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
-  if (anyNull(argc, argv)) return sqlite3_result_null(ctx);
-  substrChars(ctx, textArg(argv[0]), 0, sqlite3_value_int64(argv[1]));
-}
-void rightFn(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
-  if (anyNull(argc, argv)) return sqlite3_result_null(ctx);
-  std::string s = textArg(argv[0]);
-  auto n = static_cast<std::int64_t>(charStarts(s).size());
-  std::int64_t k = std::min<std::int64_t>(sqlite3_value_int64(argv[1]), n);
-  substrChars(ctx, s, n - k, k);
-}
-void midFn(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
-  if (anyNull(argc, argv)) return sqlite3_result_null(ctx);
-  std::string s = textArg(argv[0]);
-  std::int64_t len = argc > 2 ? sqlite3_value_int64(argv[2]) : INT64_MAX / 2;
-  substrChars(ctx, s, sqlite3_value_int64(argv[1]) - 1, len);
-}
-
-void registerFunctions(sqlite3* db) {
-  const int flags = SQLITE_UTF8 | SQLITE_DETERMINISTIC;
-  sqlite3_create_function(db, "stdev", 1, flags, nullptr, nullptr, varianceStep,
-                          varianceFinal<true, true>);
-  sqlite3_create_function(db, "stdevp", 1, flags, nullptr, nullptr, varianceStep,
-                          varianceFinal<false, true>);
-  sqlite3_create_function(db, "var", 1, flags, nullptr, nullptr, varianceStep,
-                          varianceFinal<true, false>);
-  sqlite3_create_function(db, "varp", 1, flags, nullptr, nullptr, varianceStep,
-                          varianceFinal<false, false>);
-  sqlite3_create_function(db, "log", 1, flags, nullptr, mathFn<lnFn, true, false>, nullptr,
-                          nullptr);
-  sqlite3_create_function(db, "sqr", 1, flags, nullptr, mathFn<sqrtFn, false, true>, nullptr,
-                          nullptr);
-  sqlite3_create_function(db, "exp", 1, flags, nullptr, mathFn<expFn, false, false>, nullptr,
-                          nullptr);
-  sqlite3_create_function(db, "int", 1, flags, nullptr, intFn, nullptr, nullptr);
-  sqlite3_create_function(db, "fix", 1, flags, nullptr, fixFn, nullptr, nullptr);
-  sqlite3_create_function(db, "sgn", 1, flags, nullptr, sgnFn, nullptr, nullptr);
-  sqlite3_create_function(db, "csng", 1, flags, nullptr, singleFn, nullptr, nullptr);
-  sqlite3_create_function(db, "sarnoth_single", 1, flags, nullptr, singleFn, nullptr, nullptr);
-  sqlite3_create_function(db, "iif", 3, flags, nullptr, iifFn, nullptr, nullptr);
-  sqlite3_create_function(db, "nz", 1, flags, nullptr, nzFn, nullptr, nullptr);
-  sqlite3_create_function(db, "nz", 2, flags, nullptr, nzFn, nullptr, nullptr);
-  sqlite3_create_function(db, "val", 1, flags, nullptr, valFn, nullptr, nullptr);
-  sqlite3_create_function(db, "left", 2, flags, nullptr, leftFn, nullptr, nullptr);
-  sqlite3_create_function(db, "right", 2, flags, nullptr, rightFn, nullptr, nullptr);
-  sqlite3_create_function(db, "mid", 2, flags, nullptr, midFn, nullptr, nullptr);
-  sqlite3_create_function(db, "mid", 3, flags, nullptr, midFn, nullptr, nullptr);
-}
-
-// ---- statement scanning ----------------------------------------------------------------------
-
-// A top-level word of a statement: its text and where it stands in the source.
-struct Word {
-  std::string lowerText;
-  std::size_t begin, end;
-  int depth;
-};
-
-// Where a quoted run that opens at `open` ends: the index of its closing `close`, a doubled
-// closer standing for the character itself; s.size() when it never closes.
-std::size_t closingOf(const std::string& s, std::size_t open, char close) {
-  std::size_t j = open + 1;
-  while (j < s.size()) {
-    if (s[j] == close) {
-      if (j + 1 < s.size() && s[j + 1] == close) {
-        j += 2;
-        continue;
+// Converts a value to a field's type as Jet does when a field is written; throws StoreError
+// with Jet's text. `checkWidth` refuses text longer than a TEXT(n) field holds.
+Value toFieldType(const FieldDef& f, Value v, bool checkWidth) {
+  if (isNull(v)) return v;
+  auto number = [&]() {
+    if (auto* d = std::get_if<double>(&v)) return *d;
+    if (auto* i = std::get_if<std::int64_t>(&v)) return static_cast<double>(*i);
+    double d;
+    if (!jet::parseNumber(std::get<std::string>(v), d))
+      throw StoreError("Data type conversion error.");
+    return d;
+  };
+  auto integer = [&](double lo, double hi) -> Value {
+    if (auto* i = std::get_if<std::int64_t>(&v)) {
+      if (static_cast<double>(*i) < lo || static_cast<double>(*i) > hi)
+        throw StoreError("Overflow");
+      return v;
+    }
+    double d = number();
+    if (static_cast<float>(d) == NULL_VALUE) return d;  // the tools' null in any numeric field
+    d = jet::roundHalfEven(d);
+    if (!(d >= lo && d <= hi)) throw StoreError("Overflow");
+    return static_cast<std::int64_t>(d);
+  };
+  switch (f.type) {
+    case JetType::Single: {
+      double d = number();
+      if (std::fabs(d) > 3.4028234663852886e38) throw StoreError("Overflow");
+      return static_cast<double>(static_cast<float>(d));
+    }
+    case JetType::Double:
+      return std::holds_alternative<std::string>(v) ? Value(number()) : v;
+    case JetType::Long:
+      return integer(-2147483648.0, 2147483647.0);
+    case JetType::Integer:
+      return integer(-32768.0, 32767.0);
+    case JetType::Byte:
+      return integer(0.0, 255.0);
+    case JetType::Bit: {
+      if (auto* t = std::get_if<std::string>(&v)) {
+        std::string l = jet::lowerText(*t);
+        if (l == "true" || l == "yes" || l == "on") return std::int64_t{-1};
+        if (l == "false" || l == "no" || l == "off") return std::int64_t{0};
       }
-      return j;
+      return std::int64_t{number() != 0 ? -1 : 0};
     }
-    ++j;
-  }
-  return s.size();
-}
-
-// Words outside strings, brackets and date literals, with their parenthesis depth.
-std::vector<Word> scanWords(const std::string& s) {
-  std::vector<Word> words;
-  int depth = 0;
-  std::size_t i = 0;
-  while (i < s.size()) {
-    char c = s[i];
-    if (c == '\'' || c == '"') {
-      i = closingOf(s, i, c) + 1;
-    } else if (c == '[') {
-      std::size_t j = closingOf(s, i, ']');
-      words.push_back({"[", i, std::min(j + 1, s.size()), depth});
-      i = j + 1;
-    } else if (c == '(') {
-      ++depth;
-      ++i;
-    } else if (c == ')') {
-      --depth;
-      ++i;
-    } else if (isWordChar(c)) {
-      std::size_t j = i;
-      while (j < s.size() && isWordChar(s[j])) ++j;
-      words.push_back({lower(s.substr(i, j - i)), i, j, depth});
-      i = j;
-    } else {
-      ++i;
+    case JetType::Currency: {
+      double d = number();
+      if (static_cast<float>(d) == NULL_VALUE) return d;
+      return jet::roundHalfEven(d * 10000.0) / 10000.0;
     }
-  }
-  return words;
-}
-
-// Bracketed or bare name at a word: "[a b]" → "a b".
-std::string nameAt(const std::string& s, const Word& w) {
-  std::string t = s.substr(w.begin, w.end - w.begin);
-  if (t.size() >= 2 && t.front() == '[') {
-    std::string inner = t.substr(1, t.size() - 2);
-    std::string out;
-    for (std::size_t i = 0; i < inner.size(); ++i) {
-      out += inner[i];
-      if (inner[i] == ']' && i + 1 < inner.size() && inner[i + 1] == ']') ++i;
+    case JetType::Date: {
+      double linear;
+      if (auto* t = std::get_if<std::string>(&v)) {
+        if (!jet::parseDate(*t, linear)) throw StoreError("Data type conversion error.");
+      } else {
+        linear = jet::linearOfSerial(number());
+      }
+      std::string out;
+      if (!jet::dateText(linear, out)) throw StoreError("Overflow");
+      return out;
     }
-    return out;
+    case JetType::Text:
+    case JetType::Memo: {
+      std::string t;
+      if (auto* d = std::get_if<double>(&v))
+        t = jet::numberText(*d, false);
+      else
+        t = valueToText(v);
+      if (checkWidth && f.type == JetType::Text && f.size > 0) {
+        std::size_t chars = 0;
+        for (unsigned char c : t) chars += (c & 0xC0) != 0x80;
+        if (chars > static_cast<std::size_t>(f.size))
+          throw StoreError(
+              "The field is too small to accept the amount of data you attempted to add.");
+      }
+      return t;
+    }
+    default:
+      return v;
   }
-  return t;
 }
-
-bool looksLikeDate(const std::string& s) {
-  if (s.empty() || s.size() > 30) return false;
-  for (char c : s)
-    if (!(std::isdigit(static_cast<unsigned char>(c)) || c == '-' || c == '/' || c == ':' ||
-          c == ' ' || c == '.'))
-      return false;
-  return true;
-}
-
-// Date literal text "2024/3/5 …" → "2024-03-05 …" when it is year-first; else kept.
-std::string isoDate(const std::string& d) {
-  int y, m, day;
-  char rest[32] = {0};
-  if (std::sscanf(d.c_str(), "%d%*[-/]%d%*[-/]%d%31[^\n]", &y, &m, &day, rest) >= 3 && y > 31) {
-    char buf[64];
-    std::snprintf(buf, sizeof buf, "%04d-%02d-%02d%s", y, m, day, rest);
-    return buf;
-  }
-  return d;
-}
-
 }  // namespace
 
 // ---- FieldDef --------------------------------------------------------------------------------
@@ -401,146 +229,23 @@ std::string bracket(const std::string& name) {
 
 // ---- dialect ---------------------------------------------------------------------------------
 
-std::string translateJetSql(const std::string& s) {
-  static const std::string kNull = nullLiteral();
-  std::string out;
-  out.reserve(s.size() + 16);
-  std::string limit;
-  bool likePending = false;
-  std::string prevWord;
-  std::size_t i = 0;
-  auto emitString = [&](const std::string& body) {
-    std::string b = body;
-    if (likePending) {
-      for (char& c : b) {
-        if (c == '*')
-          c = '%';
-        else if (c == '?')
-          c = '_';
-      }
-      likePending = false;
-    }
-    out += '\'';
-    for (char c : b) {
-      out += c;
-      if (c == '\'') out += '\'';
-    }
-    out += '\'';
-  };
-  while (i < s.size()) {
-    char c = s[i];
-    if (c == '\'' || c == '"') {
-      std::string body;
-      std::size_t j = i + 1;
-      while (j < s.size()) {
-        if (s[j] == c) {
-          if (j + 1 < s.size() && s[j + 1] == c) {
-            body += c;
-            j += 2;
-            continue;
-          }
-          break;
-        }
-        body += s[j++];
-      }
-      emitString(body);
-      i = j + 1;
-      continue;
-    }
-    if (c == '[') {
-      std::size_t j = closingOf(s, i, ']');
-      std::string name;
-      for (std::size_t k = i + 1; k < std::min(j, s.size()); ++k) {
-        name += s[k];
-        if (s[k] == ']' && k + 1 < s.size() && s[k + 1] == ']') ++k;
-      }
-      out += qid(name);
-      i = j + 1;
-      prevWord.clear();
-      continue;
-    }
-    if (c == '#') {
-      std::size_t j = s.find('#', i + 1);
-      if (j != std::string::npos && looksLikeDate(s.substr(i + 1, j - i - 1))) {
-        emitString(isoDate(s.substr(i + 1, j - i - 1)));
-        i = j + 1;
-        continue;
-      }
-    }
-    if (c == '&') {
-      out += " || ";
-      ++i;
-      continue;
-    }
-    if (c == '-') {
-      // -1E+38 in any spelling of the exponent, with blanks allowed after the sign.
-      std::size_t j = i + 1;
-      while (j < s.size() && s[j] == ' ') ++j;
-      std::size_t k = j;
-      if (k < s.size() && s[k] == '1') {
-        ++k;
-        if (k < s.size() && s[k] == '.') {
-          ++k;
-          while (k < s.size() && s[k] == '0') ++k;
-        }
-        if (k < s.size() && (s[k] == 'e' || s[k] == 'E')) {
-          ++k;
-          if (k < s.size() && s[k] == '+') ++k;
-          if (k + 1 < s.size() + 1 && s.compare(k, 2, "38") == 0 &&
-              (k + 2 >= s.size() || !isWordChar(s[k + 2]))) {
-            out += kNull;
-            i = k + 2;
-            continue;
-          }
-        }
-      }
-      out += c;
-      ++i;
-      continue;
-    }
-    if (isWordChar(c)) {
-      std::size_t j = i;
-      while (j < s.size() && isWordChar(s[j])) ++j;
-      std::string word = s.substr(i, j - i);
-      std::string lw = lower(word);
-      if (lw == "top" && (prevWord == "select" || prevWord == "distinct")) {
-        std::size_t k = j;
-        while (k < s.size() && s[k] == ' ') ++k;
-        std::size_t e = k;
-        while (e < s.size() && std::isdigit(static_cast<unsigned char>(s[e]))) ++e;
-        if (e > k) {
-          limit = s.substr(k, e - k);
-          i = e;
-          continue;
-        }
-      }
-      if (lw == "distinctrow") {
-        out += "DISTINCT";
-      } else if (lw == "mod") {
-        out += "%";
-      } else {
-        out += word;
-      }
-      if (lw == "like") likePending = true;
-      prevWord = lw;
-      i = j;
-      continue;
-    }
-    out += c;
-    ++i;
-  }
-  if (!limit.empty()) {
-    while (!out.empty() && (out.back() == ';' || out.back() == ' ' || out.back() == '\n'))
-      out.pop_back();
-    out += " LIMIT " + limit;
-  }
-  return out;
-}
+std::string translateJetSql(const std::string& s) { return translateJet(s).sql; }
 
 // ---- Database --------------------------------------------------------------------------------
 
+// The fields of the tables the translator has asked about, kept while the schema is unchanged.
+struct Database::SchemaCache {
+  sqlite3_stmt* version = nullptr;
+  std::int64_t seen = -1;
+  std::unordered_map<std::string, std::vector<FieldDef>> tables;
+  std::unordered_set<std::string> missing;
+  ~SchemaCache() { sqlite3_finalize(version); }
+};
+
+Database::Database() = default;
 Database::~Database() { close(); }
-Database::Database(Database&& o) noexcept : db_(o.db_), path_(std::move(o.path_)) {
+Database::Database(Database&& o) noexcept
+    : db_(o.db_), path_(std::move(o.path_)), schema_(std::move(o.schema_)) {
   o.db_ = nullptr;
 }
 Database& Database::operator=(Database&& o) noexcept {
@@ -548,6 +253,7 @@ Database& Database::operator=(Database&& o) noexcept {
     close();
     db_ = o.db_;
     path_ = std::move(o.path_);
+    schema_ = std::move(o.schema_);
     o.db_ = nullptr;
   }
   return *this;
@@ -564,7 +270,8 @@ Database Database::open(const std::string& path, bool create) {
     d.db_ = nullptr;
     throw StoreError(msg);
   }
-  sqlite3_busy_timeout(d.db_, 3000);
+  // A second writer waits for the first instead of failing at once.
+  sqlite3_busy_timeout(d.db_, 30000);
   // A quoted name that matches no column must be an error, never a string: the dialect's
   // [names] arrive here quoted.
   sqlite3_db_config(d.db_, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
@@ -581,11 +288,13 @@ Database Database::open(const std::string& path, bool create) {
     throw StoreError(msg);
   }
   sqlite3_exec(d.db_, "PRAGMA cache_size=-65536;", nullptr, nullptr, nullptr);
-  registerFunctions(d.db_);
+  jet::registerRuntime(d.db_);
+  d.schema_ = std::make_unique<SchemaCache>();
   return d;
 }
 
 void Database::close() {
+  schema_.reset();
   if (db_) {
     sqlite3_close_v2(db_);
     db_ = nullptr;
@@ -601,6 +310,11 @@ sqlite3_stmt* prepare(sqlite3* db, const std::string& sql) {
       SQLITE_OK) {
     std::string msg = sqlite3_errmsg(db);
     sqlite3_finalize(st);
+    // Jet's own words for a table that is not there.
+    const std::string noTable = "no such table: ";
+    if (msg.rfind(noTable, 0) == 0)
+      msg = "The Microsoft Jet database engine cannot find the input table or query '" +
+            msg.substr(noTable.size()) + "'.";
     throw StoreError(msg);
   }
   if (!st) throw StoreError("empty statement");
@@ -619,7 +333,11 @@ void bindValue(sqlite3_stmt* st, int idx, const Value& v) {
 }
 
 void bindAll(sqlite3_stmt* st, const std::vector<Value>& params) {
-  for (std::size_t i = 0; i < params.size(); ++i) bindValue(st, static_cast<int>(i) + 1, params[i]);
+  int n = sqlite3_bind_parameter_count(st);
+  if (static_cast<int>(params.size()) < n)
+    throw StoreError("Too few parameters. Expected " + std::to_string(n) + ".");
+  for (std::size_t i = 0; i < params.size() && static_cast<int>(i) < n; ++i)
+    bindValue(st, static_cast<int>(i) + 1, params[i]);
 }
 
 Value columnValue(sqlite3_stmt* st, int i) {
@@ -643,94 +361,105 @@ struct StmtGuard {
   ~StmtGuard() { sqlite3_finalize(st); }
 };
 
+void exec(sqlite3* db, const std::string& sql) {
+  char* err = nullptr;
+  if (sqlite3_exec(db, sql.c_str(), nullptr, nullptr, &err) != SQLITE_OK) {
+    std::string msg = err ? err : sqlite3_errmsg(db);
+    sqlite3_free(err);
+    throw StoreError(msg);
+  }
+}
+
 }  // namespace
 
-std::int64_t Database::execute(const std::string& jetSql, const std::vector<Value>& params) {
-  auto words = scanWords(jetSql);
-  if (!words.empty() && words[0].lowerText == "select") {
-    for (const auto& w : words)
-      if (w.depth == 0 && w.lowerText == "into") return executeSelectInto(jetSql, params);
+const std::vector<FieldDef>* Database::cachedFields(const std::string& table) {
+  if (!schema_ || !db_) return nullptr;
+  if (!schema_->version) schema_->version = prepare(db_, "PRAGMA schema_version");
+  sqlite3_reset(schema_->version);
+  std::int64_t v =
+      sqlite3_step(schema_->version) == SQLITE_ROW ? sqlite3_column_int64(schema_->version, 0) : -2;
+  sqlite3_reset(schema_->version);
+  if (v != schema_->seen) {
+    schema_->tables.clear();
+    schema_->missing.clear();
+    schema_->seen = v;
   }
-  std::string sql = translateJetSql(jetSql);
-  sqlite3_stmt* st = prepare(db_, sql);
+  std::string key = jet::lowerText(table);
+  auto it = schema_->tables.find(key);
+  if (it != schema_->tables.end()) return &it->second;
+  if (schema_->missing.count(key)) return nullptr;
+  if (!tableExists(table)) {
+    schema_->missing.insert(key);
+    return nullptr;
+  }
+  return &(schema_->tables[key] = fields(table));
+}
+
+JetTranslation Database::translate(const std::string& jetSql) {
+  return translateJet(jetSql, [this](const std::string& t) { return cachedFields(t); });
+}
+
+std::int64_t Database::execute(const std::string& jetSql, const std::vector<Value>& params) {
+  JetTranslation tr = translate(jetSql);
+  switch (tr.kind) {
+    case JetStatementKind::SelectInto:
+      return executeSelectInto(tr, params);
+    case JetStatementKind::AlterColumn:
+      alterColumn(tr);
+      return 0;
+    case JetStatementKind::CreateTable:
+      if (tableExists(tr.target)) throw StoreError("Table '" + tr.target + "' already exists.");
+      break;
+    case JetStatementKind::DropTable:
+    case JetStatementKind::AddColumn:
+    case JetStatementKind::DropColumn:
+    case JetStatementKind::CreateIndex:
+      if (!tableExists(tr.target)) throw StoreError("Table '" + tr.target + "' does not exist.");
+      break;
+    default:
+      break;
+  }
+  sqlite3_stmt* st = prepare(db_, tr.sql);
   StmtGuard g{st};
   bindAll(st, params);
   int rc;
   while ((rc = sqlite3_step(st)) == SQLITE_ROW) {
   }
   if (rc != SQLITE_DONE) fail(db_, "");
-  std::int64_t changed = sqlite3_changes64(db_);
-  // Statements that write values into a table get their SINGLE columns rounded to float.
-  if (!words.empty()) {
-    std::string target;
-    if (words[0].lowerText == "update" && words.size() > 1)
-      target = nameAt(jetSql, words[1]);
-    else if (words[0].lowerText == "insert" && words.size() > 2 && words[1].lowerText == "into")
-      target = nameAt(jetSql, words[2]);
-    if (!target.empty() && changed > 0) roundSingles(target);
-  }
-  return changed;
+  return tr.writesRows() ? sqlite3_changes64(db_) : 0;
 }
 
-std::int64_t Database::executeSelectInto(const std::string& jetSql,
+std::int64_t Database::executeSelectInto(const JetTranslation& tr,
                                          const std::vector<Value>& params) {
-  auto words = scanWords(jetSql);
-  std::size_t intoIdx = 0;
-  for (std::size_t k = 0; k < words.size(); ++k)
-    if (words[k].depth == 0 && words[k].lowerText == "into") {
-      intoIdx = k;
-      break;
+  if (tableExists(tr.target)) throw StoreError("Table '" + tr.target + "' already exists.");
+  std::vector<FieldDef> defs = tr.columns;
+  bool unknown = false;
+  for (const auto& d : defs) unknown |= d.type == JetType::Other;
+  if (unknown) {
+    // Types the statement does not tell are taken from the first row's values.
+    sqlite3_stmt* st = prepare(db_, tr.sql);
+    StmtGuard g{st};
+    bindAll(st, params);
+    int rc = sqlite3_step(st);
+    if (rc != SQLITE_ROW && rc != SQLITE_DONE) fail(db_, "");
+    for (std::size_t i = 0; i < defs.size(); ++i) {
+      if (defs[i].type != JetType::Other) continue;
+      int t = rc == SQLITE_ROW ? sqlite3_column_type(st, static_cast<int>(i)) : SQLITE_NULL;
+      defs[i].type = t == SQLITE_TEXT      ? JetType::Text
+                     : t == SQLITE_INTEGER ? JetType::Long
+                                           : JetType::Double;
+      if (defs[i].type == JetType::Text) defs[i].size = 255;
     }
-  if (intoIdx + 1 >= words.size()) throw StoreError("Syntax error in SELECT … INTO statement.");
-  const Word& target = words[intoIdx + 1];
-  std::string table = nameAt(jetSql, target);
-  std::string select = jetSql.substr(0, words[intoIdx].begin) + " " + jetSql.substr(target.end);
-  std::string sql = translateJetSql(select);
-  if (tableExists(table)) throw StoreError("Table '" + table + "' already exists.");
-
-  sqlite3_stmt* st = prepare(db_, sql);
-  StmtGuard g{st};
-  bindAll(st, params);
-  int n = sqlite3_column_count(st);
-  int rc = sqlite3_step(st);
-  if (rc != SQLITE_ROW && rc != SQLITE_DONE) fail(db_, "");
-  std::vector<FieldDef> defs;
-  std::unordered_set<std::string> seen;
-  for (int i = 0; i < n; ++i) {
-    std::string name = sqlite3_column_name(st, i);
-    std::string base = name;
-    for (int k = 1; seen.count(lower(name)); ++k) name = base + "_" + std::to_string(k);
-    seen.insert(lower(name));
-    const char* decl = sqlite3_column_decltype(st, i);
-    FieldDef f;
-    if (decl) {
-      f = FieldDef::parse(name, decl);
-    } else {
-      f.name = name;
-      std::string ln = lower(base);
-      if (ln.rfind("count(", 0) == 0)
-        f.type = JetType::Long;
-      else if (rc == SQLITE_ROW && sqlite3_column_type(st, i) == SQLITE_TEXT) {
-        f.type = JetType::Text;
-        f.size = 255;
-      } else
-        f.type = JetType::Double;
-    }
-    defs.push_back(f);
   }
-  sqlite3_reset(st);
-
   bool own = sqlite3_get_autocommit(db_) != 0;
   if (own) begin();
   try {
-    createTable(table, defs);
-    std::string ins = "INSERT INTO " + qid(table) + " " + sql;
-    sqlite3_stmt* is = prepare(db_, ins);
+    createTable(tr.target, defs);
+    sqlite3_stmt* is = prepare(db_, "INSERT INTO " + qid(tr.target) + " " + tr.sql);
     StmtGuard ig{is};
     bindAll(is, params);
     if (sqlite3_step(is) != SQLITE_DONE) fail(db_, "");
     std::int64_t changed = sqlite3_changes64(db_);
-    roundSingles(table);
     if (own) commit();
     return changed;
   } catch (...) {
@@ -739,10 +468,72 @@ std::int64_t Database::executeSelectInto(const std::string& jetSql,
   }
 }
 
+// SQLite cannot change a column's type: the table is rebuilt with the new definition and its
+// values converted as Jet converts them (a value that does not fit fails the whole statement).
+void Database::alterColumn(const JetTranslation& tr) {
+  if (!tableExists(tr.target)) throw StoreError("Table '" + tr.target + "' does not exist.");
+  std::vector<FieldDef> defs = fields(tr.target);
+  std::size_t at = defs.size();
+  for (std::size_t i = 0; i < defs.size(); ++i)
+    if (iequals(defs[i].name, tr.column.name)) at = i;
+  if (at == defs.size())
+    throw StoreError("Field '" + tr.column.name + "' does not exist in table '" + tr.target + "'.");
+  FieldDef changed = tr.column;
+  changed.name = defs[at].name;
+  std::vector<std::string> indexes;
+  {
+    sqlite3_stmt* st = prepare(
+        db_, "SELECT sql FROM sqlite_master WHERE type='index' AND tbl_name=? AND sql NOT NULL");
+    StmtGuard g{st};
+    sqlite3_bind_text(st, 1, tr.target.c_str(), -1, SQLITE_TRANSIENT);
+    while (sqlite3_step(st) == SQLITE_ROW)
+      indexes.emplace_back(reinterpret_cast<const char*>(sqlite3_column_text(st, 0)));
+  }
+  std::string select;
+  for (std::size_t i = 0; i < defs.size(); ++i) {
+    std::string c = qid(defs[i].name);
+    if (i == at) {
+      std::string fn = writeConversion(changed);
+      if (fn == "jet_text")
+        c = "jet_text(" + c + ", " +
+            std::to_string(changed.type == JetType::Text ? changed.size : 0) + ")";
+      else if (!fn.empty())
+        c = fn + "(" + c + ")";
+    }
+    select += (i ? ", " : "") + c;
+  }
+  defs[at] = changed;
+  std::string scratch = tr.target + "__altering";
+  bool own = sqlite3_get_autocommit(db_) != 0;
+  if (own) begin();
+  try {
+    createTable(scratch, defs);
+    exec(db_, "INSERT INTO " + qid(scratch) + " SELECT " + select + " FROM " + qid(tr.target) +
+                  " ORDER BY rowid");
+    exec(db_, "DROP TABLE " + qid(tr.target));
+    exec(db_, "ALTER TABLE " + qid(scratch) + " RENAME TO " + qid(tr.target));
+    for (const auto& ix : indexes) exec(db_, ix);
+    if (own) commit();
+  } catch (...) {
+    if (own) rollback();
+    throw;
+  }
+}
+
 Cursor Database::query(const std::string& jetSql, const std::vector<Value>& params) {
-  sqlite3_stmt* st = prepare(db_, translateJetSql(jetSql));
-  bindAll(st, params);
-  return Cursor(db_, st);
+  JetTranslation tr = translate(jetSql);
+  if (tr.kind != JetStatementKind::Select)
+    throw StoreError("Only a Select returns rows; run other statements with execute.");
+  sqlite3_stmt* st = prepare(db_, tr.sql);
+  try {
+    bindAll(st, params);
+  } catch (...) {
+    sqlite3_finalize(st);
+    throw;
+  }
+  Cursor c(db_, st);
+  c.types_ = std::move(tr.columns);
+  return c;
 }
 
 Value Database::scalar(const std::string& jetSql, const std::vector<Value>& params) {
@@ -789,26 +580,13 @@ void Database::createTable(const std::string& name, const std::vector<FieldDef>&
   std::string sql = "CREATE TABLE " + qid(name) + " (";
   for (std::size_t i = 0; i < fields.size(); ++i) {
     if (i) sql += ", ";
-    sql += qid(fields[i].name) + " " + fields[i].declared();
+    sql += qid(fields[i].name) + " " + storageDeclaration(fields[i]);
   }
   sql += ")";
-  char* err = nullptr;
-  if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &err) != SQLITE_OK) {
-    std::string msg = err ? err : "CREATE TABLE failed";
-    sqlite3_free(err);
-    throw StoreError(msg);
-  }
+  exec(db_, sql);
 }
 
-void Database::dropTable(const std::string& name) {
-  std::string sql = "DROP TABLE " + qid(name);
-  char* err = nullptr;
-  if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &err) != SQLITE_OK) {
-    std::string msg = err ? err : "DROP TABLE failed";
-    sqlite3_free(err);
-    throw StoreError(msg);
-  }
-}
+void Database::dropTable(const std::string& name) { exec(db_, "DROP TABLE " + qid(name)); }
 
 std::int64_t Database::rowCount(const std::string& table) {
   return static_cast<std::int64_t>(valueToDouble(scalar("SELECT count(*) FROM " + bracket(table))));
@@ -818,43 +596,29 @@ void Database::roundSingles(const std::string& table) {
   for (const auto& f : fields(table)) {
     if (f.type != JetType::Single) continue;
     std::string c = qid(f.name);
-    std::string sql = "UPDATE " + qid(table) + " SET " + c + " = sarnoth_single(" + c +
-                      ") WHERE typeof(" + c + ")='real' AND " + c + " <> sarnoth_single(" + c + ")";
-    char* err = nullptr;
-    if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &err) != SQLITE_OK) {
-      std::string msg = err ? err : "";
-      sqlite3_free(err);
-      throw StoreError(msg);
-    }
+    exec(db_, "UPDATE " + qid(table) + " SET " + c + " = jet_single(" + c + ") WHERE typeof(" + c +
+                  ")='real' AND " + c + " <> jet_single(" + c + ")");
   }
 }
 
-void Database::compact() {
-  char* err = nullptr;
-  if (sqlite3_exec(db_, "VACUUM", nullptr, nullptr, &err) != SQLITE_OK) {
-    std::string msg = err ? err : "VACUUM failed";
-    sqlite3_free(err);
-    throw StoreError(msg);
-  }
-}
+void Database::compact() { exec(db_, "VACUUM"); }
 
-void Database::begin() {
-  if (sqlite3_exec(db_, "BEGIN", nullptr, nullptr, nullptr) != SQLITE_OK) fail(db_, "");
-}
-void Database::commit() {
-  if (sqlite3_exec(db_, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK) fail(db_, "");
-}
+void Database::begin() { exec(db_, "BEGIN IMMEDIATE"); }
+void Database::commit() { exec(db_, "COMMIT"); }
 void Database::rollback() { sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr); }
 
 // ---- Cursor ----------------------------------------------------------------------------------
 
 Cursor::~Cursor() { sqlite3_finalize(st_); }
-Cursor::Cursor(Cursor&& o) noexcept : db_(o.db_), st_(o.st_) { o.st_ = nullptr; }
+Cursor::Cursor(Cursor&& o) noexcept : db_(o.db_), st_(o.st_), types_(std::move(o.types_)) {
+  o.st_ = nullptr;
+}
 Cursor& Cursor::operator=(Cursor&& o) noexcept {
   if (this != &o) {
     sqlite3_finalize(st_);
     db_ = o.db_;
     st_ = o.st_;
+    types_ = std::move(o.types_);
     o.st_ = nullptr;
   }
   return *this;
@@ -878,6 +642,9 @@ int Cursor::columnIndex(const std::string& name) const {
   return -1;
 }
 FieldDef Cursor::columnField(int i) const {
+  if (i >= 0 && static_cast<std::size_t>(i) < types_.size() &&
+      types_[static_cast<std::size_t>(i)].type != JetType::Other)
+    return types_[static_cast<std::size_t>(i)];
   const char* d = sqlite3_column_decltype(st_, i);
   return FieldDef::parse(columnName(i), d ? d : "DOUBLE");
 }
@@ -1006,10 +773,7 @@ void Recordset::set(int i, Value v) {
   if (mode_ == EditMode::None) throw StoreError("Update or CancelUpdate without AddNew or Edit.");
   if (i < 0 || i >= fieldCount()) throw StoreError("Item not found in this collection.");
   auto k = static_cast<std::size_t>(i);
-  if (fields_[k].type == JetType::Single) {
-    if (auto* d = std::get_if<double>(&v)) v = static_cast<double>(static_cast<float>(*d));
-  }
-  buffer_[k] = std::move(v);
+  buffer_[k] = toFieldType(fields_[k], std::move(v), true);
   touched_[k] = true;
 }
 
@@ -1102,43 +866,67 @@ TableWriter::TableWriter(Database& db, const std::string& table,
     }
     sql += qid(columns[i]);
     vals += "?";
-    bool single = false;
+    FieldDef f{columns[i], JetType::Other, 0};
     for (const auto& d : defs)
-      if (iequals(d.name, columns[i])) single = d.type == JetType::Single;
-    single_.push_back(single);
+      if (iequals(d.name, columns[i])) f = d;
+    fields_.push_back(f);
   }
   sql += ") VALUES (" + vals + ")";
   st_ = prepare(db.handle(), sql);
-  // A savepoint works both alone and inside a caller's transaction.
-  if (sqlite3_exec(db.handle(), "SAVEPOINT sarnoth_writer", nullptr, nullptr, nullptr) !=
-      SQLITE_OK) {
+  // Alone it takes the write lock at once; inside a caller's transaction it is a savepoint.
+  ownTransaction_ = sqlite3_get_autocommit(db.handle()) != 0;
+  const char* open = ownTransaction_ ? "BEGIN IMMEDIATE" : "SAVEPOINT sarnoth_writer";
+  if (sqlite3_exec(db.handle(), open, nullptr, nullptr, nullptr) != SQLITE_OK) {
+    std::string msg = sqlite3_errmsg(db.handle());
     sqlite3_finalize(st_);
     st_ = nullptr;
-    fail(db.handle(), "");
+    throw StoreError(msg);
   }
 }
 
 TableWriter::~TableWriter() {
   sqlite3_finalize(st_);
   if (!done_)
-    sqlite3_exec(db_.handle(), "ROLLBACK TO sarnoth_writer; RELEASE sarnoth_writer", nullptr,
-                 nullptr, nullptr);
+    sqlite3_exec(
+        db_.handle(),
+        ownTransaction_ ? "ROLLBACK" : "ROLLBACK TO sarnoth_writer; RELEASE sarnoth_writer",
+        nullptr, nullptr, nullptr);
 }
 
 void TableWriter::setDouble(int col, double v) {
-  if (single_[static_cast<std::size_t>(col)]) v = static_cast<double>(static_cast<float>(v));
-  sqlite3_bind_double(st_, col + 1, v);
+  const FieldDef& f = fields_[static_cast<std::size_t>(col)];
+  if (f.type == JetType::Single) {
+    sqlite3_bind_double(st_, col + 1, static_cast<double>(static_cast<float>(v)));
+  } else if (f.type == JetType::Double || f.type == JetType::Other) {
+    sqlite3_bind_double(st_, col + 1, v);
+  } else {
+    bindValue(st_, col + 1, toFieldType(f, v, false));
+  }
 }
-void TableWriter::setInt(int col, std::int64_t v) { sqlite3_bind_int64(st_, col + 1, v); }
+void TableWriter::setInt(int col, std::int64_t v) {
+  const FieldDef& f = fields_[static_cast<std::size_t>(col)];
+  if (f.type == JetType::Long && v >= INT32_MIN && v <= INT32_MAX)
+    sqlite3_bind_int64(st_, col + 1, v);
+  else
+    bindValue(st_, col + 1, toFieldType(f, v, false));
+}
 void TableWriter::setText(int col, const std::string& v) {
-  sqlite3_bind_text(st_, col + 1, v.c_str(), static_cast<int>(v.size()), SQLITE_TRANSIENT);
+  const FieldDef& f = fields_[static_cast<std::size_t>(col)];
+  if (f.type == JetType::Text || f.type == JetType::Memo || f.type == JetType::Other)
+    sqlite3_bind_text(st_, col + 1, v.c_str(), static_cast<int>(v.size()), SQLITE_TRANSIENT);
+  else
+    bindValue(st_, col + 1, toFieldType(f, v, false));
 }
 void TableWriter::setNull(int col) { sqlite3_bind_null(st_, col + 1); }
 void TableWriter::set(int col, const Value& v) {
   if (auto* d = std::get_if<double>(&v))
     setDouble(col, *d);
+  else if (auto* i = std::get_if<std::int64_t>(&v))
+    setInt(col, *i);
+  else if (auto* s = std::get_if<std::string>(&v))
+    setText(col, *s);
   else
-    bindValue(st_, col + 1, v);
+    setNull(col);
 }
 
 void TableWriter::addRow() {
@@ -1156,7 +944,8 @@ void TableWriter::commit() {
   if (done_) return;
   sqlite3_finalize(st_);
   st_ = nullptr;
-  if (sqlite3_exec(db_.handle(), "RELEASE sarnoth_writer", nullptr, nullptr, nullptr) != SQLITE_OK)
+  if (sqlite3_exec(db_.handle(), ownTransaction_ ? "COMMIT" : "RELEASE sarnoth_writer", nullptr,
+                   nullptr, nullptr) != SQLITE_OK)
     fail(db_.handle(), "");
   done_ = true;
 }

@@ -1,21 +1,16 @@
 // The work area's table store: SQLite speaking the Jet dialect the tools use.
 //
-// What the tools need of a table database, and how it is kept here:
-//  - bracketed names ([横坐标], [Au ppb]) pass straight through: SQLite reads them as quoted
-//    identifiers; names with quotes, brackets or CJK characters work when values are bound.
-//  - "Select … Into [T] From …" makes a new table whose columns keep the declared Jet types of the
-//    columns they come from (computed columns are DOUBLE, counts LONG).
+// Every statement given to execute(), query() and scalar() is Jet SQL. It is parsed and translated
+// with Jet's semantics by the translator in jet_sql.h, whose header lists the supported subset and
+// how each Jet semantic is mapped; anything else is refused with a StoreError naming it.
+//  - Names with quotes, brackets or CJK characters work everywhere: bind values, bracket names.
 //  - CREATE TABLE keeps Jet type names (SINGLE, DOUBLE, LONG, INTEGER, TEXT(n), DATE …), so the
 //    question "numeric field of type Integer, Long, Single or Double" can be asked of any table.
-//  - SINGLE values are rounded to float on write, through the writers below and after any UPDATE
-//    or INSERT statement run through execute().
-//  - Count, Avg, Max, Min as SQLite has them; StDev/StDevP/Var/VarP, log (natural), Sqr, Exp,
-//    Int, Fix, IIf, Nz, Val, Len, Left, Right, Mid, UCase, LCase added.
-//  - The literal -1E+38 (any case, any blanks after the sign) means the float null: it is
-//    replaced by the float's exact value, so " <> -1E+38" finds what the tools wrote.
-//  - Double-quoted strings, '&' concatenation, "Top n", Like with * and ?, #date# literals and
-//    DistinctRow are rewritten to SQLite's forms.
-// Bulk writes run in one transaction; reads stream through a Cursor.
+//  - Values are converted to their field's type on write (SINGLE rounded to float, LONG rounded
+//    half to even and range-checked, dates to one stored form …), touching only the rows written.
+//  - The literal -1E+38 means the float null: " <> -1E+38" finds what the tools wrote.
+// Writers take the write lock at once (BEGIN IMMEDIATE) and queue behind another writer for up to
+// 30 s. Bulk writes run in one transaction; reads stream through a Cursor.
 #pragma once
 
 #include <cstdint>
@@ -54,16 +49,18 @@ inline bool isNull(const Value& v) { return std::holds_alternative<std::monostat
 double valueToDouble(const Value& v);
 std::string valueToText(const Value& v);
 
-// Rewrites a Jet-dialect statement into SQLite's. Select … Into is handled by Database::execute.
+// The SQLite text of a Jet-dialect statement, translated without the store's schema (see
+// jet_sql.h for the typed translation the Database uses).
 std::string translateJetSql(const std::string& jet);
 // Wraps a name in brackets for SQL text: "Au]x" → "[Au]]x]".
 std::string bracket(const std::string& name);
 
 class Cursor;
+struct JetTranslation;
 
 class Database {
  public:
-  Database() = default;
+  Database();
   ~Database();
   Database(Database&& o) noexcept;
   Database& operator=(Database&& o) noexcept;
@@ -98,14 +95,22 @@ class Database {
   // Rewrites the file without free pages (the compaction of the clean-up tool).
   void compact();
 
+  // BEGIN IMMEDIATE: the write lock is taken here, waiting up to 30 s for another writer.
   void begin();
   void commit();
   void rollback();
 
+  // The translation of a statement against this store's schema (for tools that show or check SQL).
+  JetTranslation translate(const std::string& jetSql);
+
  private:
+  struct SchemaCache;
   sqlite3* db_ = nullptr;
   std::string path_;
-  std::int64_t executeSelectInto(const std::string& jetSql, const std::vector<Value>& params);
+  std::unique_ptr<SchemaCache> schema_;
+  const std::vector<FieldDef>* cachedFields(const std::string& table);
+  std::int64_t executeSelectInto(const JetTranslation& tr, const std::vector<Value>& params);
+  void alterColumn(const JetTranslation& tr);
 };
 
 // One prepared statement stepped row by row. Move-only.
@@ -132,8 +137,10 @@ class Cursor {
   Value get(int i) const;
 
  private:
+  friend class Database;
   sqlite3* db_ = nullptr;
   sqlite3_stmt* st_ = nullptr;
+  std::vector<FieldDef> types_;  // Jet's result types where the translator knows them
 };
 
 // A dynaset over a table (editable) or a query (read-only): rows held in memory with move,
@@ -174,7 +181,7 @@ class Recordset {
   void addNew();
   void edit();
   void set(int i, Value v);
-  void set(const std::string& name, Value v);
+  void set(const std::string& name, Value v);  // converted to the field's type, as Jet does
   void update();
   void cancelUpdate();
   void remove();  // deletes the current row; the position stays on the next row
@@ -192,7 +199,9 @@ class Recordset {
   std::vector<bool> touched_;
 };
 
-// Bulk insert into one table inside one transaction. SINGLE columns are rounded to float.
+// Bulk insert into one table inside one transaction. Values are converted to their column's type
+// as Jet does (SINGLE rounded to float, LONG/INTEGER/BYTE rounded and range-checked, dates to
+// their stored text); text widths are trusted.
 class TableWriter {
  public:
   TableWriter(Database& db, const std::string& table, const std::vector<std::string>& columns);
@@ -212,9 +221,10 @@ class TableWriter {
  private:
   Database& db_;
   sqlite3_stmt* st_ = nullptr;
-  std::vector<bool> single_;
+  std::vector<FieldDef> fields_;  // the type of each written column
   std::int64_t rows_ = 0;
   bool done_ = false;
+  bool ownTransaction_ = false;
 };
 
 }  // namespace sarnoth

@@ -25,6 +25,10 @@ std::string storePathFor(const std::string& mdbPath) {
 Database openStoreFor(const std::string& mdbPath) {
   std::string store = storePathFor(mdbPath);
   std::error_code ec;
+  // An empty file is no store (an interrupted copy leaves one): the .mdb beside it is imported.
+  if (fs::is_regular_file(store, ec) && fs::file_size(store, ec) == 0 &&
+      fs::is_regular_file(resolvePath(mdbPath), ec))
+    fs::remove(store, ec);
   if (!fs::exists(store, ec)) {
     std::string mdb = resolvePath(mdbPath);
     if (fs::is_regular_file(mdb, ec)) {
@@ -88,6 +92,7 @@ Database openWorkDatabase(const std::string& workPath) {
 
 int listRegisteredTables(Database& db, std::vector<std::string>& list) {
   try {
+    if (!db.tableExists(kRegistryTable)) return 0;
     Cursor c = db.query("Select [查询表名] From [TableInfo]");
     int n = 0;
     while (c.next()) {
@@ -146,6 +151,7 @@ int nextTableNo(Recordset& registry) {
 }
 
 int nextTableNo(Database& db) {
+  if (!db.tableExists(kRegistryTable)) return 1;
   Recordset rs = Recordset::openTable(db, kRegistryTable);
   return nextTableNo(rs);
 }
@@ -177,6 +183,8 @@ std::string nowTimeText() { return nowAs("%H:%M:%S"); }
 
 RegisterResult registerTable(Database& db, const std::string& name, const Registration& how,
                              Interaction& ui) {
+  // A store without the registry (an imported .mdb that had none) gets one on first use.
+  ensureRegistry(db);
   Recordset rs = Recordset::openTable(db, kRegistryTable);
   int no = nextTableNo(rs);
   // The name is bound, so names holding apostrophes are found like any other.
@@ -214,7 +222,8 @@ RegisterResult registerTable(Database& db, const std::string& name, const Regist
 
 void removeWorkTable(Database& db, const std::string& name) {
   dropWorkTable(db, name);
-  db.execute("Delete From [TableInfo] Where [查询表名]=?", {name});
+  if (db.tableExists(kRegistryTable))
+    db.execute("Delete From [TableInfo] Where [查询表名]=?", {name});
 }
 
 std::string newNameRefusal(const std::string& name, NewNameKind kind) {

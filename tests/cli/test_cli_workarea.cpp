@@ -1,8 +1,11 @@
 // sarnoth-cli over a demo work area, as the README's headless run uses it.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "test_support.h"
 #include "workarea/null_value.h"
+#include "workarea/table_store.h"
 #include "workarea/work_area.h"
 
 namespace sarnoth {
@@ -64,6 +67,34 @@ TEST(CliWorkarea, TablesAndSqlCommands) {
   EXPECT_NE(bad.out.find("nope"), std::string::npos);
   test::CliResult missing = runCli("tables list --workarea " + tmp.str() + "/absent");
   EXPECT_NE(missing.status, 0);
+  // The table made by Select … Into is registered as the SQL tool registers it, and a second
+  // one of the same name is refused with its text.
+  test::CliResult listed = runCli("tables list" + wa);
+  EXPECT_NE(listed.out.find("磁异常\t数据表变换"), std::string::npos) << listed.out;
+  test::CliResult again = runCli("sql \"Select [ΔT] Into [磁异常] From [航磁ΔT]\"" + wa);
+  EXPECT_NE(again.status, 0);
+  EXPECT_NE(again.out.find("数据表已存在, 请输入新名称."), std::string::npos) << again.out;
+  // Jet's answers through the command: floating division, -1/0 booleans, whole numbers whole.
+  test::CliResult answers = runCli("sql \"Select 7/2, True, Val('1e5')\"" + wa);
+  EXPECT_NE(answers.out.find("3.5\t-1\t100000"), std::string::npos) << answers.out;
+}
+
+TEST(CliWorkarea, AStoreWithoutTheRegistry) {
+  test::TempDir tmp;
+  std::filesystem::create_directories(tmp.file("Qury_Dat"));
+  {
+    Database db = Database::open(tmp.file("Qury_Dat/QueryDB.sqlite"), true);
+    db.execute("Create Table [样品] ([Au] SINGLE)");
+    db.execute("Insert Into [样品] ([Au]) Values (1.5)");
+  }
+  std::string wa = " --workarea " + tmp.str();
+  test::CliResult list = runCli("tables list" + wa);
+  EXPECT_EQ(list.status, 0) << list.out;
+  EXPECT_NE(list.out.find("0 rows"), std::string::npos) << list.out;
+  test::CliResult save = runCli("sql \"Select [Au] From [样品]\" --save 高值" + wa);
+  EXPECT_EQ(save.status, 0) << save.out;
+  list = runCli("tables list" + wa);
+  EXPECT_NE(list.out.find("高值"), std::string::npos) << list.out;
 }
 
 }  // namespace

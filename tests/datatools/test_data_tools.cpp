@@ -1,8 +1,8 @@
 // SQL on tables and the clean-up of a work area.
 #include <gtest/gtest.h>
 
-#include "test_support.h"
 #include "datatools/data_tools.h"
+#include "test_support.h"
 #include "workarea/work_area.h"
 
 namespace sarnoth {
@@ -36,7 +36,7 @@ TEST_F(DataToolsTest, StatementsAndQueries) {
   EXPECT_TRUE(r.truncated);
   Outcome bad = runStatement(db, "Selec * From [样品]", r);
   EXPECT_FALSE(bad.ok);
-  EXPECT_NE(bad.message.find("syntax"), std::string::npos) << bad.message;
+  EXPECT_NE(bad.message.find("Selec"), std::string::npos) << bad.message;
   EXPECT_FALSE(runStatement(db, "  ", r).ok);
 }
 

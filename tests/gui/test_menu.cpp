@@ -12,6 +12,7 @@
 #include "app/menu_table.h"
 #include "app/messages.h"
 #include "app/tool_registry.h"
+#include "closed/low_latitude_reduction.h"
 #include "gui_support.h"
 #include "workarea/table_store.h"
 
@@ -150,6 +151,9 @@ mnuThreeComponents|mnuGravMagn|三分量转换(&T)|T:frmGMFreqProcs:231
 mnuThreeComponentsR|mnuGravMagn|任意方向转换(&C)|T:frmGMFreqProcs:233
 mnuStructure|mnuGravMagn|线性增强(&I)|T:frmGMFreqProcs:232
 mnuPseudoGravity|mnuGravMagn|磁源重力异常(&A)|T:frmGMFreqProcs:240
+mnuTiltAngle|mnuGravMagn|倾斜角(&N)|T:frmGMFreqProcs:260
+mnuAnalyticSignal|mnuGravMagn|解析信号振幅(&J)|T:frmGMFreqProcs:270
+mnuHorizGradient|mnuGravMagn|水平梯度模(&O)|T:frmGMFreqProcs:280
 mnuGravMagn60|mnuGravMagn||S
 mnuGravityTrr|mnuGravMagn|重力地形改正(&K)|T:frmGravTrr:0
 mnuGravityBack|mnuGravMagn|重力背景场稳健拟合(&Z)|T:frmGravityTrend:0
@@ -385,6 +389,12 @@ TEST_F(FrmMainTest, CommandsWithoutTheirToolSayPlainlyThatItIsNotAvailable) {
   std::map<std::string, ToolWindowFactory> saved;
   for (const auto& e : menuTable())
     if (*e.target) saved[e.target] = registerToolWindow(e.target, nullptr);
+  closed::LowLatitudeWork lowLatitude = closed::installLowLatitudeReduction(nullptr);
+  // Nor any file import.
+  std::map<std::string, MenuCommandHandler> savedImports;
+  for (const auto& e : menuTable())
+    if (e.action == MenuAction::FileImport)
+      savedImports[e.name] = registerMenuCommand(e.name, nullptr);
   int silent = 0;
   std::vector<std::string> quiet;
   for (const auto& e : menuTable()) {
@@ -411,6 +421,8 @@ TEST_F(FrmMainTest, CommandsWithoutTheirToolSayPlainlyThatItIsNotAvailable) {
   }
   EXPECT_EQ(silent, 0) << "silent commands, first: " << (quiet.empty() ? "" : quiet.front());
   for (auto& [tool, f] : saved) registerToolWindow(tool, std::move(f));
+  closed::installLowLatitudeReduction(std::move(lowLatitude));
+  for (auto& [name, h] : savedImports) registerMenuCommand(name, std::move(h));
 
   // The never-shown entries have no handler at all.
   ScriptedMessages boxes;

@@ -52,6 +52,12 @@ std::string askOpenFileName(QWidget* parent, const std::string& title, const std
   return runFileDialog(parent, false, title, filter, {}, kind);
 }
 
+std::string askOpenFileName(QWidget* parent, const std::string& title, const std::string& filter,
+                            const std::string& startDir) {
+  if (openHandler()) return openHandler()(title, filter, startDir);
+  return runFileDialog(parent, false, title, filter, {}, FileKind::Outside, startDir);
+}
+
 FileDialogHandler setOpenDialogHandler(FileDialogHandler handler) {
   FileDialogHandler old = std::move(openHandler());
   openHandler() = std::move(handler);

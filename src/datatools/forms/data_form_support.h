@@ -32,10 +32,14 @@ class BarProgress : public Progress {
 };
 
 // An open dialog; returns the chosen path or "" when cancelled. Filters as the system writes
-// them ("描述|*.ext|…").
-// It opens in the work area's folder for `kind`, or in the last folder chosen for it.
+// them ("描述|*.ext|…"). It opens in the work area's folder for `kind`, or in the last folder
+// chosen for it.
 std::string askOpenFileName(QWidget* parent, const std::string& title, const std::string& filter,
                             FileKind kind = FileKind::Outside);
+// The same starting in `startDir` (a work-area path as the system spells it); an installed
+// handler gets it as its third argument.
+std::string askOpenFileName(QWidget* parent, const std::string& title, const std::string& filter,
+                            const std::string& startDir);
 // Installs a handler in place of the open dialog; returns the previous one.
 FileDialogHandler setOpenDialogHandler(FileDialogHandler handler);
 

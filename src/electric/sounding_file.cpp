@@ -1,0 +1,457 @@
+#include "electric/sounding_file.h"
+
+#include <cmath>
+#include <cstdio>
+
+#include "workarea/file_text.h"
+#include "workarea/null_value.h"
+#include "workarea/text_codec.h"
+
+namespace sarnoth::electric {
+namespace {
+
+using filetext::parseDouble;
+using filetext::parseInt;
+
+// Items separated by commas and/or blanks, as stream input reads a line.
+std::vector<std::string> items(const std::string& line) {
+  std::string s = line;
+  for (char& c : s)
+    if (c == ',') c = ' ';
+  return filetext::splitBlanks(filetext::trim(s));
+}
+
+std::string lineText(std::size_t index) { return "第" + std::to_string(index + 1) + "行: "; }
+
+std::string number(double v, int decimals) {
+  if (isNullValue(v)) return NULL_TEXT;
+  char buf[64];
+  std::snprintf(buf, sizeof buf, "%.*f", decimals, v);
+  return buf;
+}
+
+// Shortest text that reads back to the same double.
+std::string exact(double v) {
+  if (isNullValue(v)) return NULL_TEXT;
+  char buf[64];
+  std::snprintf(buf, sizeof buf, "%.10g", v);
+  double back = 0;
+  if (parseDouble(buf, back) && back == v) return buf;
+  std::snprintf(buf, sizeof buf, "%.17g", v);
+  return buf;
+}
+
+// A reader over the file's lines that names the line in each complaint.
+class Lines {
+ public:
+  explicit Lines(const std::string& text) : lines_(filetext::splitLines(text)) {}
+  bool more() const { return next_ < lines_.size(); }
+  std::size_t index() const { return next_ == 0 ? 0 : next_ - 1; }
+  // The next line, or false with "数据不完整" naming where it ended.
+  bool take(std::string& line, std::string& error) {
+    if (next_ >= lines_.size()) {
+      error = lineText(lines_.size()) + "数据不完整";
+      return false;
+    }
+    line = lines_[next_++];
+    return true;
+  }
+  bool numbers(std::size_t need, std::vector<double>& out, std::string& error,
+               std::size_t optional = 0) {
+    std::string line;
+    if (!take(line, error)) return false;
+    const auto it = items(line);
+    if (it.size() < need) {
+      error = lineText(index()) + "数据不完整";
+      return false;
+    }
+    out.clear();
+    for (std::size_t i = 0; i < it.size() && i < need + optional; ++i) {
+      double v = 0;
+      if (!parseDouble(it[i], v) || std::isnan(v)) {
+        error = lineText(index()) + kMsgBadInput;
+        return false;
+      }
+      out.push_back(v);
+    }
+    return true;
+  }
+  bool counts(std::size_t need, std::vector<long long>& out, std::string& error) {
+    std::string line;
+    if (!take(line, error)) return false;
+    const auto it = items(line);
+    if (it.size() < need) {
+      error = lineText(index()) + "数据不完整";
+      return false;
+    }
+    out.clear();
+    for (std::size_t i = 0; i < need; ++i) {
+      long long v = 0;
+      if (!parseInt(it[i], v)) {
+        error = lineText(index()) + kMsgBadInput;
+        return false;
+      }
+      if (v < 0 || v > kMaxSoundingRows) {
+        error = lineText(index()) + "数目超出范围";
+        return false;
+      }
+      out.push_back(v);
+    }
+    return true;
+  }
+
+ private:
+  std::vector<std::string> lines_;
+  std::size_t next_ = 0;
+};
+
+bool readText(const std::string& path, std::string& text, std::string& error) {
+  std::string bytes;
+  if (!filetext::readWholeFile(path, bytes)) {
+    error = "文件无法打开: " + path;
+    return false;
+  }
+  text = decodeFileText(bytes);
+  return true;
+}
+
+bool headFits(const SoundingHead& h) {
+  return (h.calcMode == 1 || h.calcMode == 2) && (h.paramMode == 1 || h.paramMode == 2) &&
+         isSoundDevice(h.device);
+}
+
+const char* spacingLabels(SoundDevice d) {
+  switch (d) {
+    case SoundDevice::PolePole:
+      return "AM(m)";
+    case SoundDevice::SymmetricMN:
+      return "AB/2(m)\tMN/2(m)";
+    case SoundDevice::Symmetric:
+      return "AB/2(m)";
+    case SoundDevice::DipoleMN:
+      return "OO'(m)\tAB/2(m)\tMN/2(m)";
+    case SoundDevice::DipoleField:
+      return "OO'(m)\tAB/2(m)";
+  }
+  return "";
+}
+
+std::vector<double> spacingValues(SoundDevice d, const Spacing& s) {
+  switch (d) {
+    case SoundDevice::PolePole:
+    case SoundDevice::Symmetric:
+      return {s.r};
+    case SoundDevice::SymmetricMN:
+      return {s.r, s.mn2};
+    case SoundDevice::DipoleMN:
+      return {s.r, s.ab2, s.mn2};
+    case SoundDevice::DipoleField:
+      return {s.r, s.ab2};
+  }
+  return {s.r};
+}
+
+Spacing spacingFrom(SoundDevice d, const std::vector<double>& v) {
+  Spacing s;
+  s.r = v[0];
+  switch (d) {
+    case SoundDevice::PolePole:
+    case SoundDevice::Symmetric:
+      break;
+    case SoundDevice::SymmetricMN:
+      s.mn2 = v[1];
+      break;
+    case SoundDevice::DipoleMN:
+      s.ab2 = v[1];
+      s.mn2 = v[2];
+      break;
+    case SoundDevice::DipoleField:
+      s.ab2 = v[1];
+      break;
+  }
+  return s;
+}
+
+}  // namespace
+
+bool SoundingFile::fullyObserved() const {
+  if (rho.size() != spacings.size() || rho.empty()) return false;
+  for (double v : rho)
+    if (isNullValue(v)) return false;
+  return true;
+}
+
+SoundingData SoundingFile::observed() const {
+  SoundingData d;
+  d.device = device();
+  for (std::size_t j = 0; j < spacings.size() && j < rho.size(); ++j) {
+    if (isNullValue(rho[j])) continue;
+    d.spacings.push_back(spacings[j]);
+    d.rho.push_back(rho[j]);
+    if (chargeability()) d.eta.push_back(j < eta.size() && !isNullValue(eta[j]) ? eta[j] : 0.0);
+  }
+  return d;
+}
+
+std::string soundingSuffix(int calcMode, int device) {
+  return ".s" + std::to_string(device) + (calcMode == 2 ? "i" : "f");
+}
+
+bool parseSoundingHead(const std::string& line, SoundingHead& head) {
+  const auto it = items(line);
+  if (it.size() != 3) return false;
+  long long v[3];
+  for (int i = 0; i < 3; ++i)
+    if (!parseInt(it[static_cast<std::size_t>(i)], v[i]) || v[i] < -32768 || v[i] > 32767)
+      return false;
+  head = {static_cast<int>(v[0]), static_cast<int>(v[1]), static_cast<int>(v[2])};
+  return true;
+}
+
+bool readSoundingHead(const std::string& path, SoundingHead& head, std::string& error) {
+  std::string text;
+  if (!readText(path, text, error)) return false;
+  const auto lines = filetext::splitLines(text);
+  if (lines.empty() || !parseSoundingHead(lines[0], head)) {
+    error = kMsgBadInput;
+    return false;
+  }
+  return true;
+}
+
+bool parseSoundingFile(const std::string& text, SoundingFile& out, std::string& error) {
+  Lines in(text);
+  std::string line;
+  SoundingFile f;
+  if (!in.take(line, error) || !parseSoundingHead(line, f.head)) {
+    error = kMsgBadInput;
+    return false;
+  }
+  if (!headFits(f.head)) {
+    error = lineText(0) + "文件头不是测深数据文件的计算方式、参数和装置";
+    return false;
+  }
+  const SoundDevice device = f.device();
+  const bool ip = f.chargeability(), inverse = f.inverse();
+  if (!in.take(line, error)) return false;
+  f.name = filetext::trim(line);
+  if (f.name.size() >= 2 && f.name.front() == '"' && f.name.back() == '"')
+    f.name = f.name.substr(1, f.name.size() - 2);
+  std::vector<long long> n;
+  if (!in.counts(2, n, error)) return false;
+  if (n[1] < 1) {
+    error = lineText(in.index()) + "地电模型至少要有一层";
+    return false;
+  }
+  const std::size_t cols = static_cast<std::size_t>(spacingColumns(device));
+  std::vector<double> v;
+  for (long long j = 0; j < n[0]; ++j) {
+    // Forward files may leave the observation off; inverse files need it.
+    if (!in.numbers(inverse ? cols + 1 : cols, v, error, inverse ? (ip ? 1 : 0) : (ip ? 2 : 1)))
+      return false;
+    const Spacing s = spacingFrom(device, v);
+    const std::string why = validateSpacing(device, s);
+    if (!why.empty()) {
+      error = lineText(in.index()) + why;
+      return false;
+    }
+    const double rho = v.size() > cols ? v[cols] : NULL_VALUE_D;
+    if (!isNullValue(rho) && !(std::isfinite(rho) && rho > 0)) {
+      error = lineText(in.index()) + "视电阻率必须大于零";
+      return false;
+    }
+    f.spacings.push_back(s);
+    f.rho.push_back(rho);
+    if (ip) f.eta.push_back(v.size() > cols + 1 ? v[cols + 1] : NULL_VALUE_D);
+  }
+  for (long long i = 0; i < n[1]; ++i) {
+    const std::size_t need = 2 + (ip ? 1 : 0) + (inverse ? 1 : 0);
+    if (!in.numbers(need, v, error)) return false;
+    const bool last = i + 1 == n[1];
+    if (!last) {
+      if (!(std::isfinite(v[0]) && v[0] > 0)) {
+        error = lineText(in.index()) + "层厚必须大于零";
+        return false;
+      }
+      f.model.thickness.push_back(v[0]);
+    }
+    if (!(std::isfinite(v[1]) && v[1] > 0)) {
+      error = lineText(in.index()) + "电阻率必须大于零";
+      return false;
+    }
+    f.model.resistivity.push_back(v[1]);
+    if (ip) {
+      if (!(v[2] >= 0 && v[2] < 100)) {
+        error = lineText(in.index()) + "极化率必须在0到100之间";
+        return false;
+      }
+      f.model.chargeability.push_back(v[2]);
+    }
+    f.fixed.push_back(inverse ? static_cast<int>(v[ip ? 3 : 2]) & 7 : 0);
+  }
+  if (inverse) {
+    if (!in.numbers(3, v, error)) return false;
+    f.position = {f.name, v[0], v[1], v[2]};
+    if (in.more()) {
+      std::string control;
+      in.take(control, error);
+      const auto it = items(control);
+      long long method = 1, iterations = 30;
+      double percent = 5;
+      if (!it.empty()) {
+        if (it.size() < 3 || !parseInt(it[0], method) || !parseInt(it[1], iterations) ||
+            !parseDouble(it[2], percent) || (method != 1 && method != 2) || iterations < 1 ||
+            iterations > 1000 || !(percent > 0 && percent < 100)) {
+          error = lineText(in.index()) + "反演控制参数不正确";
+          return false;
+        }
+      }
+      f.settings.method = method == 2 ? InversionMethod::Occam : InversionMethod::Marquardt;
+      f.settings.maxIterations = static_cast<int>(iterations);
+      f.settings.relativeError = percent / 100.0;
+    }
+  }
+  out = std::move(f);
+  return true;
+}
+
+bool readSoundingFile(const std::string& path, SoundingFile& file, std::string& error) {
+  std::string text;
+  if (!readText(path, text, error)) return false;
+  return parseSoundingFile(text, file, error);
+}
+
+std::string formatSoundingFile(const SoundingFile& f) {
+  const SoundDevice device = f.device();
+  const bool ip = f.chargeability(), inverse = f.inverse();
+  std::string out = std::to_string(f.head.calcMode) + "," + std::to_string(f.head.paramMode) + "," +
+                    std::to_string(f.head.device) + "\n";
+  out += f.name + "\n";
+  out += std::to_string(f.spacings.size()) + "," + std::to_string(f.model.layers()) + "\n";
+  for (std::size_t j = 0; j < f.spacings.size(); ++j) {
+    std::string line;
+    for (double v : spacingValues(device, f.spacings[j]))
+      line += (line.empty() ? "" : ",") + exact(v);
+    const double rho = j < f.rho.size() ? f.rho[j] : NULL_VALUE_D;
+    const double eta = j < f.eta.size() ? f.eta[j] : NULL_VALUE_D;
+    if (!isNullValue(rho) || inverse) {
+      line += "," + exact(rho);
+      if (ip) line += "," + exact(eta);
+    }
+    out += line + "\n";
+  }
+  for (std::size_t i = 0; i < f.model.layers(); ++i) {
+    out += exact(i < f.model.thickness.size() ? f.model.thickness[i] : 0.0) + "," +
+           exact(f.model.resistivity[i]);
+    if (ip) out += "," + exact(f.model.polarisable() ? f.model.chargeability[i] : 0.0);
+    if (inverse) out += "," + std::to_string(i < f.fixed.size() ? f.fixed[i] : 0);
+    out += "\n";
+  }
+  if (inverse) {
+    out += exact(f.position.x) + "," + exact(f.position.y) + "," + exact(f.position.z) + "\n";
+    out += std::to_string(static_cast<int>(f.settings.method)) + "," +
+           std::to_string(f.settings.maxIterations) + "," +
+           exact(f.settings.relativeError * 100.0) + "\n";
+  }
+  return out;
+}
+
+bool writeSoundingFile(const std::string& path, const SoundingFile& file) {
+  return filetext::writeWholeFile(path, utf8ToGbk(formatSoundingFile(file)));
+}
+
+bool readPositionFile(const std::string& path, std::vector<StationPosition>& stations,
+                      SoundingHead& head, std::string& error) {
+  std::string text;
+  if (!readText(path, text, error)) return false;
+  Lines in(text);
+  std::string line;
+  if (!in.take(line, error) || !parseSoundingHead(line, head)) {
+    error = kMsgBadInput;
+    return false;
+  }
+  std::vector<long long> n;
+  if (!in.counts(1, n, error)) return false;
+  std::vector<StationPosition> out;
+  for (long long i = 0; i < n[0]; ++i) {
+    if (!in.take(line, error)) return false;
+    const auto it = items(line);
+    StationPosition p;
+    if (it.size() < 4 || !parseDouble(it[1], p.x) || !parseDouble(it[2], p.y) ||
+        !parseDouble(it[3], p.z)) {
+      error = lineText(in.index()) + kMsgBadInput;
+      return false;
+    }
+    p.name = it[0];
+    if (p.name.size() >= 2 && p.name.front() == '"' && p.name.back() == '"')
+      p.name = p.name.substr(1, p.name.size() - 2);
+    out.push_back(p);
+  }
+  stations = std::move(out);
+  return true;
+}
+
+bool writePositionFile(const std::string& path, const SoundingHead& head,
+                       const std::vector<StationPosition>& stations) {
+  std::string out = std::to_string(head.calcMode) + "," + std::to_string(head.paramMode) + "," +
+                    std::to_string(head.device) + "\n" + std::to_string(stations.size()) + "\n";
+  for (const auto& s : stations)
+    out += s.name + "," + exact(s.x) + "," + exact(s.y) + "," + exact(s.z) + "\n";
+  return filetext::writeWholeFile(path, utf8ToGbk(out));
+}
+
+std::string formatSoundingResult(const SoundingFile& f, const LayeredEarth& earth,
+                                 const SoundingResponse& computed,
+                                 const InversionResult* inversion) {
+  const SoundDevice device = f.device();
+  const bool ip = f.chargeability();
+  std::string out = std::string(ip ? "一维电阻率极化率测深" : "一维电阻率测深") +
+                    (inversion ? "反演结果" : "正演结果") + "－－" + soundDeviceText(device) + "\n";
+  out += "测点: " + f.name;
+  if (f.inverse())
+    out += "\tX = " + number(f.position.x, 2) + "\tY = " + number(f.position.y, 2) +
+           "\t高程 = " + number(f.position.z, 2);
+  out += "\n";
+  const double rms = rmsMisfitPercent(f.rho, computed.rho, [&] {
+    std::vector<bool> use;
+    for (double v : f.rho) use.push_back(!isNullValue(v));
+    return use;
+  }());
+  out += "视电阻率拟合差(%): " + number(rms, 2);
+  if (inversion)
+    out += std::string("\t反演方法: ") +
+           (f.settings.method == InversionMethod::Occam ? "Occam" : "Marquardt") +
+           "\t迭代次数: " + std::to_string(inversion->iterations) +
+           (inversion->converged ? "" : "\t(未收敛)");
+  out += "\n\n层号\t层厚(m)\t底深(m)\t电阻率(Ω·m)";
+  if (ip) out += "\t极化率(%)";
+  out += "\n";
+  for (std::size_t i = 0; i < earth.layers(); ++i) {
+    const bool last = i + 1 == earth.layers();
+    out += std::to_string(i + 1) + "\t" + (last ? "--" : number(earth.thickness[i], 2)) + "\t" +
+           (last ? "--" : number(earth.depthOf(i), 2)) + "\t" + number(earth.resistivity[i], 2);
+    if (ip) out += "\t" + number(earth.polarisable() ? earth.chargeability[i] : 0.0, 2);
+    out += "\n";
+  }
+  out += "\n" + std::string(spacingLabels(device)) + "\t实测视电阻率\t计算视电阻率\t相对误差(%)";
+  if (ip) out += "\t实测视极化率\t计算视极化率";
+  out += "\n";
+  for (std::size_t j = 0; j < f.spacings.size(); ++j) {
+    std::string line;
+    for (double v : spacingValues(device, f.spacings[j]))
+      line += (line.empty() ? "" : "\t") + number(v, 2);
+    const double obs = j < f.rho.size() ? f.rho[j] : NULL_VALUE_D;
+    const double calc = j < computed.rho.size() ? computed.rho[j] : NULL_VALUE_D;
+    line += "\t" + number(obs, 3) + "\t" + number(calc, 3) + "\t" +
+            (isNullValue(obs) ? std::string(NULL_TEXT) : number(100.0 * (calc - obs) / obs, 2));
+    if (ip) {
+      const double eo = j < f.eta.size() ? f.eta[j] : NULL_VALUE_D;
+      const double ec = j < computed.eta.size() ? computed.eta[j] : NULL_VALUE_D;
+      line += "\t" + number(eo, 3) + "\t" + number(ec, 3);
+    }
+    out += line + "\n";
+  }
+  return out;
+}
+
+}  // namespace sarnoth::electric
