@@ -300,6 +300,40 @@ TEST_F(DataWindowTest, GridImportWindowRefusesGarbageAndImportsImages) {
   EXPECT_TRUE(pathExists(area("Imag_Dat/map.png")));
 }
 
+// An ArcView file: "xllcorner" is the first node unless chkCellCorner asks for the GIS reading,
+// the outer corner of the lower-left cell (the node half a cell inside).
+TEST_F(DataWindowTest, GridImportWindowReadsXllcornerAsTheNodeUnlessTheCornerIsChecked) {
+  writeFile(area("dem.asc"),
+            "ncols 3\nnrows 2\nxllcorner 1000\nyllcorner 2000\ncellsize 10\nNODATA_value -9999\n"
+            "1 2 3\n4 5 -9999\n");
+  frmGridDataIn w;
+  w.setMode(0);
+  w.setFileName(QString::fromStdString(area("dem.asc")));
+  EXPECT_FALSE(child<QCheckBox>(&w, "chkCellCorner")->isChecked());
+  {
+    ScriptedMessages boxes;
+    child<QPushButton>(&w, "btnApply")->click();
+    ASSERT_EQ(boxes.texts.size(), 1u);
+  }
+  GridReadResult r = readGrid(area("Grid_dat/dem.grd"));
+  ASSERT_TRUE(r.ok());
+  EXPECT_EQ(r.grid.header.x0, 1000);
+  EXPECT_EQ(r.grid.header.y0, 2000);
+  EXPECT_EQ(r.grid.header.validCount, 5);
+
+  child<QCheckBox>(&w, "chkCellCorner")->setChecked(true);
+  child<QLineEdit>(&w, "txtNewName")->setText("dem_gis");
+  {
+    ScriptedMessages boxes;
+    child<QPushButton>(&w, "btnApply")->click();
+    ASSERT_EQ(boxes.texts.size(), 1u);
+  }
+  r = readGrid(area("Grid_dat/dem_gis.grd"));
+  ASSERT_TRUE(r.ok());
+  EXPECT_EQ(r.grid.header.x0, 1005);
+  EXPECT_EQ(r.grid.header.y0, 2005);
+}
+
 // ---- format conversion ------------------------------------------------------------------------
 
 TEST_F(DataWindowTest, FormatConvertWindowConvertsGridsAndImagesWithoutAsking) {

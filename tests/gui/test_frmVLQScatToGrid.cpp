@@ -292,6 +292,9 @@ TEST_F(ScatToGridWindow, DoesNotOpenWithoutItsWorkArea) {
   EXPECT_EQ(createToolWindow("frmGridDataIn", nullptr, 0), nullptr);
   ASSERT_EQ(boxes.texts.size(), 2u);
   EXPECT_NE(boxes.texts[1].find("工作区不存在"), std::string::npos) << boxes.texts[1];
+  EXPECT_EQ(createToolWindow("frmGMFreqProcs", nullptr, 500), nullptr);
+  ASSERT_EQ(boxes.texts.size(), 3u);
+  EXPECT_NE(boxes.texts[2].find("工作区不存在"), std::string::npos) << boxes.texts[2];
 }
 
 TEST_F(ScatToGridWindow, ImageButtonNeedsAResult) {
