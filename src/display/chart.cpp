@@ -11,6 +11,7 @@ namespace sarnoth::chart {
 namespace {
 
 constexpr double kTickLength = 4.0;
+constexpr double kBarWidth = 16.0;
 constexpr double kPad = 6.0;
 // More decades than this on a log axis are labelled every second (third …) decade.
 constexpr int kMaxDecadeLabels = 12;
@@ -29,6 +30,13 @@ double textUnits(const std::string& t) {
     i += static_cast<std::size_t>(len);
   }
   return units;
+}
+
+// A colour bar's level value: three significant digits.
+std::string formatBarValue(double v) {
+  char buf[32];
+  std::snprintf(buf, sizeof buf, "%.3g", v);
+  return buf;
 }
 
 struct Extent {
@@ -272,6 +280,12 @@ Layout layoutChart(const Chart& c, double width, double height, const Canvas* me
   L.top = kPad + (c.title.empty() ? th / 2 : fs * 1.3 * 1.4 + kPad);
   double lastHalf = L.xlabels.empty() || c.x.rotateLabels ? 0 : tw(L.xlabels.back(), fs) / 2;
   L.right = width - std::max(kPad * 2, lastHalf + kPad);
+  if (c.colourBar) {
+    double lw = 0;
+    for (double b : c.colourBar->bounds) lw = std::max(lw, tw(formatBarValue(b), fs));
+    lw = std::max(lw, tw(c.colourBar->label, fs) - kBarWidth);
+    L.right = width - (kPad * 3 + kBarWidth + kTickLength + lw);
+  }
   if (L.right - L.left < 20) L.right = L.left + 20;
   if (L.bottom - L.top < 20) L.bottom = L.top + 20;
   return L;
@@ -382,6 +396,26 @@ void drawSeries(Canvas& cv, const Layout& L, const Series& s) {
         cv.rect(x, y, w, h, pen);
       }
       break;
+    case SeriesKind::Cells: {
+      const auto k = static_cast<std::size_t>(std::max(3, s.cellCorners));
+      std::vector<Point> poly(k);
+      for (std::size_t c = 0; c < s.cellColours.size() && (c + 1) * k <= n; ++c) {
+        bool ok = true;
+        for (std::size_t v = 0; v < k && ok; ++v) {
+          const auto p = at(s.x[c * k + v], s.y[c * k + v]);
+          if (p)
+            poly[v] = *p;
+          else
+            ok = false;
+        }
+        if (!ok) continue;
+        // Outlined in its own colour, so that neighbouring cells leave no hairline between them.
+        const Pen edge{s.width > 0 ? s.colour : s.cellColours[c], s.width > 0 ? s.width : 1.0,
+                       false};
+        cv.polygon(poly, edge, s.cellColours[c]);
+      }
+      break;
+    }
     case SeriesKind::Segments:
       for (std::size_t i = 0; i + 1 < n; i += 2) {
         auto a = at(s.x[i], s.y[i]);
@@ -470,6 +504,29 @@ Layout drawChart(const Chart& c, Canvas& cv, double width, double height) {
     cv.text(width / 2, std::max(2.0, L.top - kPad), c.title,
             TextStyle{fs * 1.3, Anchor::Bottom, kBlack, false, true});
 
+  if (c.colourBar && c.colourBar->colours.size() + 1 == c.colourBar->bounds.size() &&
+      !c.colourBar->colours.empty()) {
+    const ColourBar& b = *c.colourBar;
+    const double x = L.right + kPad * 2, top = L.top + (b.label.empty() ? 0 : fs * 1.6);
+    const double h = (L.bottom - top) / static_cast<double>(b.colours.size());
+    for (std::size_t i = 0; i < b.colours.size(); ++i) {
+      const double y = L.bottom - h * static_cast<double>(i + 1);
+      cv.fillRect(x, y, kBarWidth, h + 0.5, b.colours[i]);
+    }
+    cv.rect(x, top, kBarWidth, L.bottom - top, axisPen);
+    // Labels no closer than a line of text.
+    const auto every =
+        static_cast<std::size_t>(std::max(1.0, std::ceil(fs * 1.3 / std::max(h, 1e-9))));
+    for (std::size_t i = 0; i < b.bounds.size(); i += every) {
+      const double y = L.bottom - h * static_cast<double>(i);
+      const Point t[] = {{x + kBarWidth, y}, {x + kBarWidth + kTickLength, y}};
+      cv.polyline(t, axisPen);
+      cv.text(x + kBarWidth + kTickLength + 2, y, formatBarValue(b.bounds[i]),
+              TextStyle{fs, Anchor::Left, kBlack});
+    }
+    if (!b.label.empty()) cv.text(x, L.top, b.label, TextStyle{fs, Anchor::TopLeft, kBlack});
+  }
+
   if (c.legend) {
     std::vector<const Series*> shown;
     double w = 0;
@@ -511,6 +568,25 @@ std::optional<Hit> hitTest(const Chart& c, const Layout& L, double px, double py
   for (std::size_t si = 0; si < c.series.size(); ++si) {
     const Series& s = c.series[si];
     const std::size_t n = std::min(s.x.size(), s.y.size());
+    if (s.kind == SeriesKind::Cells) {
+      // The last cell drawn under the pixel, by the even-odd rule in pixels.
+      const auto k = static_cast<std::size_t>(std::max(3, s.cellCorners));
+      for (std::size_t cell = 0; (cell + 1) * k <= n; ++cell) {
+        bool in = false, ok = true;
+        for (std::size_t v = 0, w = k - 1; v < k && ok; w = v++) {
+          const auto ax = L.px(s.x[cell * k + v]), ay = L.py(s.y[cell * k + v]);
+          const auto bx = L.px(s.x[cell * k + w]), by = L.py(s.y[cell * k + w]);
+          if (!ax || !ay || !bx || !by) {
+            ok = false;
+            break;
+          }
+          if ((*ay > py) != (*by > py) && px < (*bx - *ax) * (py - *ay) / (*by - *ay) + *ax)
+            in = !in;
+        }
+        if (ok && in) best = Hit{static_cast<int>(si), static_cast<int>(cell)};
+      }
+      continue;
+    }
     for (std::size_t i = 0; i < n; ++i) {
       auto x = L.px(s.x[i]);
       auto y = L.py(s.y[i]);
@@ -684,6 +760,45 @@ bool writeSvg(const Chart& c, const std::string& path, int width, int height) {
   if (!f) return false;
   f << toSvg(c, width, height);
   return static_cast<bool>(f);
+}
+
+Rgb rainbow(double t) {
+  if (!(t >= 0)) t = 0;
+  if (t > 1) t = 1;
+  // Blue – cyan – green – yellow – red, linear between the five.
+  static const double stops[5][3] = {
+      {0, 0, 255}, {0, 255, 255}, {0, 200, 0}, {255, 255, 0}, {255, 0, 0}};
+  const double f = t * 4;
+  const int i = std::min(3, static_cast<int>(f));
+  const double u = f - i;
+  auto mix = [&](int c) {
+    return static_cast<std::uint8_t>(
+        std::lround(stops[i][c] + u * (stops[i + 1][c] - stops[i][c])));
+  };
+  return Rgb{mix(0), mix(1), mix(2)};
+}
+
+ColourBar makeColourBar(double lo, double hi, int n, bool log, std::string label) {
+  ColourBar b;
+  b.label = std::move(label);
+  b.log = log;
+  n = std::max(1, n);
+  if (log && !(lo > 0 && hi > 0)) log = b.log = false;
+  if (!(hi > lo)) hi = lo + (log ? lo : 1.0);
+  for (int i = 0; i <= n; ++i) {
+    const double f = static_cast<double>(i) / n;
+    b.bounds.push_back(log ? std::pow(10.0, std::log10(lo) + f * (std::log10(hi) - std::log10(lo)))
+                           : lo + f * (hi - lo));
+    if (i < n) b.colours.push_back(rainbow(n == 1 ? 0.5 : static_cast<double>(i) / (n - 1)));
+  }
+  return b;
+}
+
+Rgb colourOf(const ColourBar& bar, double value) {
+  if (bar.colours.empty()) return kGrey;
+  for (std::size_t i = 1; i + 1 < bar.bounds.size(); ++i)
+    if (value < bar.bounds[i]) return bar.colours[i - 1];
+  return bar.colours.back();
 }
 
 }  // namespace sarnoth::chart

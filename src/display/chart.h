@@ -60,6 +60,8 @@ enum class SeriesKind {
   Step,         // staircase: y[i] holds from x[i] to x[i+1] (layered models)
   Bars,         // bars from `base` to y[i], each centred on x[i] and `barWidth` wide in x units
   Segments,     // independent segments (x[2k], y[2k]) – (x[2k+1], y[2k+1]): dendrograms, whiskers
+  Cells,        // colour-filled polygons (sections, pseudo-sections, model images): cell k has the
+          // vertices k·cellCorners … (k+1)·cellCorners − 1 of x, y and colour cellColours[k]
 };
 
 enum class Marker { Square, Circle, Triangle, Diamond, Cross, Plus };
@@ -77,6 +79,9 @@ struct Series {
   std::optional<Rgb> fill;  // bar fill (Bars); none: outline only
   double barWidth = 1.0;
   double base = 0.0;
+  int cellCorners = 4;             // Cells: vertices per cell
+  std::vector<Rgb> cellColours;    // Cells: one per cell
+  std::vector<double> cellValues;  // Cells: the value behind each colour (hover read-outs)
 
   static Series of(SeriesKind kind, std::vector<double> x, std::vector<double> y,
                    Rgb colour = kBlack, std::string name = {}) {
@@ -101,6 +106,24 @@ struct Note {
   double size = 0;  // pixels; 0: the chart's font size
 };
 
+// A colour bar beside the frame, on its right: the levels' colours from the lowest up, with
+// the level boundaries as labels (bounds has one more entry than colours).
+struct ColourBar {
+  std::string label;
+  std::vector<double> bounds;
+  std::vector<Rgb> colours;
+  bool log = false;  // bounds are labelled as the values they stand for, spaced evenly either way
+};
+
+// The colour of t in [0, 1] on the rainbow of sections: blue (low) – cyan – green – yellow –
+// red (high).
+Rgb rainbow(double t);
+// `n` levels spanning [lo, hi] (evenly, or evenly in log10 when `log`), coloured by rainbow.
+ColourBar makeColourBar(double lo, double hi, int n, bool log, std::string label = {});
+// The colour of a value on a bar (below the first bound the first colour, above the last the
+// last).
+Rgb colourOf(const ColourBar& bar, double value);
+
 struct Frame {
   double left = 0.125, bottom = 0.125, width = 0.75, height = 0.75;  // fractions of the picture
 };
@@ -113,6 +136,7 @@ struct Chart {
   Frame frame;
   bool fitFrame = false;  // place the frame after the labels instead of by `frame`
   bool legend = false;
+  std::optional<ColourBar> colourBar;  // drawn right of the frame; a fitted frame leaves it room
   Rgb background = kWhite;
   double fontSize = 12.0;  // pixels, tick labels; captions and title a little larger
 };
@@ -176,7 +200,8 @@ Layout layoutChart(const Chart& chart, double width, double height,
 // Lays the chart out and draws it.
 Layout drawChart(const Chart& chart, Canvas& canvas, double width, double height);
 
-// The series point nearest to a pixel within `radius` pixels: which series, which point.
+// The series point nearest to a pixel within `radius` pixels: which series, which point. Over a
+// Cells series the cell under the pixel counts as hit.
 struct Hit {
   int series = -1;
   int index = -1;

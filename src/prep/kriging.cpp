@@ -10,6 +10,7 @@
 #include <queue>
 #include <utility>
 
+#include "prep/neighbour_index.h"
 #include "prep/parallel_rows.h"
 #include "workarea/null_value.h"
 
@@ -225,6 +226,7 @@ FittedVariogram fitSpherical(const ExperimentalVariogram& ev, double sampleVaria
 
 namespace {
 
+using detail::BucketIndex;
 using krig::FittedVariogram;
 
 // Covariance C(h) = c0 + c − γ(h); the zero variogram is the limit of a unit pure nugget.
@@ -244,97 +246,6 @@ struct CovModel {
     if (c == 0 || a <= 0) return 0;
     return c * (1.0 - krig::sph(h / a));
   }
-};
-
-// Uniform bucket index over the points for nearest-neighbour queries.
-class BucketIndex {
- public:
-  BucketIndex(const std::vector<double>& x, const std::vector<double>& y) : x_(x), y_(y) {
-    const std::size_t n = x.size();
-    if (n == 0) return;
-    auto [xmin, xmax] = std::minmax_element(x.begin(), x.end());
-    auto [ymin, ymax] = std::minmax_element(y.begin(), y.end());
-    x0_ = *xmin;
-    y0_ = *ymin;
-    double w = *xmax - *xmin, h = *ymax - *ymin;
-    double target = std::max(1.0, static_cast<double>(n) / 2.0);  // about two points a cell
-    if (w > 0 && h > 0)
-      cell_ = std::sqrt(w * h / target);
-    else
-      cell_ = std::max(w, h) / target;
-    if (!(cell_ > 0)) cell_ = 1;
-    nx_ = static_cast<int>(std::min(1e6, std::floor(w / cell_))) + 1;
-    ny_ = static_cast<int>(std::min(1e6, std::floor(h / cell_))) + 1;
-    std::size_t cells = static_cast<std::size_t>(nx_) * static_cast<std::size_t>(ny_);
-    start_.assign(cells + 1, 0);
-    std::vector<std::uint32_t> cellOf(n);
-    for (std::size_t i = 0; i < n; ++i) {
-      long cx = std::clamp(static_cast<long>((x[i] - x0_) / cell_), 0L, nx_ - 1);
-      long cy = std::clamp(static_cast<long>((y[i] - y0_) / cell_), 0L, ny_ - 1);
-      cellOf[i] = static_cast<std::uint32_t>(static_cast<std::size_t>(cy) * nx_ + cx);
-      ++start_[cellOf[i] + 1];
-    }
-    for (std::size_t k = 0; k < cells; ++k) start_[k + 1] += start_[k];
-    order_.resize(n);
-    std::vector<std::uint32_t> fill(start_.begin(), start_.end() - 1);
-    for (std::size_t i = 0; i < n; ++i) order_[fill[cellOf[i]]++] = static_cast<std::uint32_t>(i);
-  }
-
-  // The k nearest points to (qx, qy), sorted by (distance², index).
-  void nearest(double qx, double qy, std::size_t k,
-               std::vector<std::pair<double, std::uint32_t>>& out) const {
-    out.clear();
-    if (k == 0 || order_.empty()) return;
-    auto cellIndex = [](double v) { return std::clamp(std::floor(v), -1e8, 1e8); };
-    const long cx = static_cast<long>(cellIndex((qx - x0_) / cell_));
-    const long cy = static_cast<long>(cellIndex((qy - y0_) / cell_));
-    long rStart = std::max({0L, -cx, cx - (nx_ - 1), -cy, cy - (ny_ - 1)});
-    long rMax = std::max({cx, nx_ - 1 - cx, cy, ny_ - 1 - cy}) + 1;
-    // max-heap on (d², index): the worst kept neighbour on top
-    auto& heap = out;
-    auto visit = [&](long i, long j) {
-      if (i < 0 || j < 0 || i >= nx_ || j >= ny_) return;
-      std::size_t cell = static_cast<std::size_t>(j) * nx_ + static_cast<std::size_t>(i);
-      for (std::uint32_t p = start_[cell]; p < start_[cell + 1]; ++p) {
-        std::uint32_t idx = order_[p];
-        double ddx = x_[idx] - qx, ddy = y_[idx] - qy;
-        std::pair<double, std::uint32_t> e{ddx * ddx + ddy * ddy, idx};
-        if (heap.size() < k) {
-          heap.push_back(e);
-          std::push_heap(heap.begin(), heap.end());
-        } else if (e < heap.front()) {
-          std::pop_heap(heap.begin(), heap.end());
-          heap.back() = e;
-          std::push_heap(heap.begin(), heap.end());
-        }
-      }
-    };
-    for (long r = rStart; r <= rMax; ++r) {
-      for (long j = cy - r; j <= cy + r; ++j) {
-        if (j < 0 || j >= ny_) continue;
-        if (j == cy - r || j == cy + r) {
-          for (long i = std::max(0L, cx - r); i <= std::min<long>(nx_ - 1, cx + r); ++i)
-            visit(i, j);
-        } else {
-          visit(cx - r, j);
-          visit(cx + r, j);
-        }
-      }
-      if (heap.size() == k) {
-        double bound = static_cast<double>(r) * cell_;
-        if (heap.front().first <= bound * bound) break;
-      }
-    }
-    std::sort_heap(heap.begin(), heap.end());
-  }
-
- private:
-  const std::vector<double>& x_;
-  const std::vector<double>& y_;
-  double x0_ = 0, y0_ = 0, cell_ = 1;
-  long nx_ = 1, ny_ = 1;
-  std::vector<std::uint32_t> start_;
-  std::vector<std::uint32_t> order_;
 };
 
 // Drift terms of the universal kriging codes, in coordinates (u, v) centred on the node.

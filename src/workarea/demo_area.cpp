@@ -5,7 +5,9 @@
 #include <random>
 #include <vector>
 
+#include "electric/dc2d_demo.h"
 #include "electric/sounding_demo.h"
+#include "gravmag/gm2d_demo.h"
 #include "workarea/null_value.h"
 #include "workarea/work_area.h"
 
@@ -220,10 +222,13 @@ Outcome createDemoWorkArea(const std::string& dir, unsigned seed, DemoSummary* s
     s.gravity = writeGravity(db, rng);
     s.magnetic = writeMagnetic(db, rng);
     if (summary) *summary = s;
+    if (Outcome g = gm2d::writeGm2dDemo(withTrailingSeparator(dir), seed); !g) return g;
   } catch (const StoreError& e) {
     return Outcome::failure(std::string("创建新数据表错误, ") + e.what());
   }
-  return electric::writeDemoSoundings(withTrailingSeparator(dir), seed);
+  o = electric::writeDemoSoundings(withTrailingSeparator(dir), seed);
+  if (!o) return o;
+  return electric::writeDemoDc2d(withTrailingSeparator(dir), seed);
 }
 
 }  // namespace sarnoth

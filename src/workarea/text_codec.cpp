@@ -140,16 +140,19 @@ bool isValidUtf8(std::string_view s) {
 
 namespace {
 
-// Whether well-formed UTF-8 made of one- and two-byte characters reads like text: Latin, Greek
-// and the signs of the trade (°, µ, ², Δ). Combining marks and the scripts from Cyrillic on are
-// what a GBK text passing for UTF-8 turns into ("铜" is CD AD, a combining mark).
+// Whether well-formed UTF-8 made of one- and two-byte characters reads like text: Latin, the
+// Greek letters and the signs of the trade (°, µ, ², Δ). Combining marks, the rarer Greek signs
+// and the scripts from Cyrillic on are what a GBK text passing for UTF-8 turns into ("铜" is
+// CD AD, a combining mark; "图" is CD BC, the Greek sign U+037C).
 bool plausibleNarrowUtf8(std::string_view s) {
   for (std::size_t i = 0; i < s.size(); ++i) {
     unsigned char c = static_cast<unsigned char>(s[i]);
     if (c < 0x80) continue;
     if (c >= 0xE0) return true;  // three or four bytes: every CJK character is written so
     unsigned cp = ((c & 0x1Fu) << 6) | (static_cast<unsigned char>(s[++i]) & 0x3Fu);
-    if ((cp >= 0x300 && cp <= 0x36F) || cp >= 0x400) return false;
+    const bool latin = cp >= 0xA0 && cp <= 0x24F;
+    const bool greekLetter = cp >= 0x386 && cp <= 0x3CE;
+    if (!latin && !greekLetter) return false;
   }
   return true;
 }

@@ -115,5 +115,46 @@ TEST(ChartOutput, SvgAndPictureDrawTheSameChart) {
   EXPECT_EQ(test::readFile(tmp.file("c.SVG")).substr(0, 5), "<?xml");
 }
 
+TEST(ChartCells, FilledCellsColourBarAndHoverReadOut) {
+  // Two unit squares on [0, 2] × [0, 1], low and high on a 4-level logarithmic bar 1…10⁴.
+  Chart c;
+  c.x.autoRange = c.y.autoRange = false;
+  c.x.hi = 2;
+  c.y.hi = 1;
+  c.fitFrame = true;
+  c.colourBar = makeColourBar(1, 1e4, 4, true, "Ω·m");
+  ASSERT_EQ(c.colourBar->bounds.size(), 5u);
+  EXPECT_NEAR(c.colourBar->bounds[2], 100, 1e-9);
+  EXPECT_EQ(c.colourBar->colours.front(), (Rgb{0, 0, 255}));
+  EXPECT_EQ(c.colourBar->colours.back(), (Rgb{255, 0, 0}));
+  EXPECT_EQ(colourOf(*c.colourBar, 3), c.colourBar->colours[0]);
+  EXPECT_EQ(colourOf(*c.colourBar, 5000), c.colourBar->colours[3]);
+  EXPECT_EQ(colourOf(*c.colourBar, 1e9), c.colourBar->colours[3]);
+  EXPECT_EQ(rainbow(0.5), (Rgb{0, 200, 0}));
+  Series cells;
+  cells.kind = SeriesKind::Cells;
+  cells.cellCorners = 4;
+  cells.width = 0;
+  cells.x = {0, 1, 1, 0, 1, 2, 2, 1};
+  cells.y = {0, 0, 1, 1, 0, 0, 1, 1};
+  cells.cellColours = {colourOf(*c.colourBar, 3), colourOf(*c.colourBar, 5000)};
+  c.series.push_back(cells);
+  Layout L;
+  const Image img = renderChart(c, 500, 300, &L);
+  // The fitted frame leaves the bar its room on the right.
+  EXPECT_LT(L.right, 500 - 40);
+  const int y = static_cast<int>(*L.py(0.5));
+  EXPECT_EQ(img.at(static_cast<int>(*L.px(0.5)), y) & 0xFFFFFFu, 0x0000FFu);
+  EXPECT_EQ(img.at(static_cast<int>(*L.px(1.5)), y) & 0xFFFFFFu, 0xFF0000u);
+  // The bar itself, its lowest level blue at the bottom.
+  EXPECT_EQ(img.at(static_cast<int>(L.right) + 14, static_cast<int>(L.bottom) - 3) & 0xFFFFFFu,
+            0x0000FFu);
+  // Hovering over a cell hits that cell.
+  auto hit = hitTest(c, L, *L.px(1.7), *L.py(0.2));
+  ASSERT_TRUE(hit);
+  EXPECT_EQ(hit->index, 1);
+  EXPECT_FALSE(hitTest(c, L, *L.px(1.7), L.top - 5));
+}
+
 }  // namespace
 }  // namespace sarnoth::chart

@@ -210,7 +210,9 @@ TEST_F(FreqTool, PseudoGravityOfAPoleDipoleHasTheShapeOfThePointMass) {
   for (int r = 60; r < 140; ++r)
     for (int c = 60; c < 140; ++c) meanOut += out.at(r, c), meanWant += scale * g(c, r);
   const double shift = (meanOut - meanWant) / (80.0 * 80.0);
-  EXPECT_LT(misfit(out, [&](double e, double n) { return scale * g(e, n) + shift; }, 60), 0.01);
+  EXPECT_LT(misfit(
+                out, [&](double e, double n) { return scale * g(e, n) + shift; }, 60),
+            0.01);
 }
 
 TEST_F(FreqTool, TotalGradientAndTheAdditionsAgreeOnThePointMass) {

@@ -56,6 +56,7 @@ TEST(TextCodec, GbkFieldsAreCutOnCharacterBoundaries) {
   EXPECT_EQ(decodeFileText(utf8ToGbk("纵坐标")), "纵坐标");
   // A short GBK name that happens to be well-formed UTF-8 is still read as GBK.
   EXPECT_EQ(decodeFileText(utf8ToGbk("铜Cu")), "铜Cu");
+  EXPECT_EQ(decodeFileText(utf8ToGbk("图 3")), "图 3");  // CD BC passes for a Greek sign
   EXPECT_EQ(decodeFileText("航磁ΔT"), "航磁ΔT");
   EXPECT_EQ(decodeFileText("ΔT,µg/g,°C"), "ΔT,µg/g,°C");
 }
