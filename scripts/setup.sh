@@ -7,6 +7,7 @@ PACKAGES=(
   build-essential cmake ninja-build pkg-config git ccache
   qt6-base-dev libgl-dev
   libsqlite3-dev libproj-dev proj-data libgdal-dev libeigen3-dev
+  libboost-dev
   mdbtools-dev libglib2.0-dev libcairo2-dev mdbtools
   libgtest-dev libgmock-dev libbenchmark-dev
   fonts-noto-cjk qt6-translations-l10n

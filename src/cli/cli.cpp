@@ -69,7 +69,7 @@ Args parseArgs(int argc, char** argv, int first) {
         static const char* kFlags[] = {
             "yes",        "no",      "overwrite", "help",     "nulls-empty", "skip-nulls",
             "keep-nulls", "quiet",   "verbose",   "json",     "polygons",    "rect",
-            "colour-bar", "outside", "replace",   "in-place", "append"};
+            "colour-bar", "outside", "replace",   "in-place", "append",      "km"};
         bool isFlag = false;
         for (const char* f : kFlags)
           if (name == f) isFlag = true;

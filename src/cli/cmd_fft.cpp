@@ -5,6 +5,7 @@
 
 #include "cli/cli.h"
 #include "gravmag/freq_processing.h"
+#include "workarea/path_resolver.h"
 #include "workarea/session.h"
 
 namespace sarnoth::cli {
@@ -35,8 +36,8 @@ std::string inputPath(const Args& a, const std::string& in) {
   const std::string work = workPath(a);
   if (!work.empty()) {
     const std::string p = work + "Grid_Dat/" + in;
-    if (std::filesystem::exists(p, ec)) return p;
-    if (std::filesystem::exists(p + ".grd", ec)) return p + ".grd";
+    if (pathExists(p)) return resolvePath(p);
+    if (pathExists(p + ".grd")) return resolvePath(p + ".grd");
   }
   return in;
 }

@@ -244,6 +244,8 @@ Outcome writeFreqGridInfo(const std::string& gridPath, const std::string& fileNa
   return Outcome::success();
 }
 
+const char* gridReadFailure(GridError error) { return readFailure(error); }
+
 FreqRunResult runFreqProcessing(const FreqJob& job, Progress& progress) {
   FreqRunResult res;
   if (!isFreqMode(job.mode) || freqComponentCode(job.mode, job.method) != 0) {

@@ -129,6 +129,10 @@ std::string freqGridInfoText(const std::string& fileName, const GridHeader& head
 Outcome writeFreqGridInfo(const std::string& gridPath, const std::string& fileName,
                           const std::string& infoPath);
 
+// The run-time text of a failed grid read ("非Sarnoth网格数据.", "文件未找到", …), shared by the
+// gravity and magnetic tools.
+const char* gridReadFailure(GridError error);
+
 // Runs a mode this tool computes (not the filter component's). Nothing is written on failure.
 FreqRunResult runFreqProcessing(const FreqJob& job, Progress& progress = noProgress());
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "electric/dc2d_demo.h"
+#include "electric/mt2d_demo.h"
 #include "electric/sounding_demo.h"
 #include "gravmag/gm2d_demo.h"
 #include "workarea/null_value.h"
@@ -226,6 +227,7 @@ Outcome createDemoWorkArea(const std::string& dir, unsigned seed, DemoSummary* s
   } catch (const StoreError& e) {
     return Outcome::failure(std::string("创建新数据表错误, ") + e.what());
   }
+  if (Outcome mt = electric::writeDemoMt2d(withTrailingSeparator(dir), seed); !mt) return mt;
   o = electric::writeDemoSoundings(withTrailingSeparator(dir), seed);
   if (!o) return o;
   return electric::writeDemoDc2d(withTrailingSeparator(dir), seed);

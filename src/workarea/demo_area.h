@@ -5,7 +5,8 @@
 // Au-Ag-As-Sb-Hg anomaly and a porphyry Cu-Mo-W-Sn-Bi anomaly with a Pb-Zn halo, about 1 % of
 // values missing as -1E+38), Bouguer gravity (a regional trend with a dense body and a basin),
 // and ΔT magnetics along east-west lines (an induced dipole anomaly), and a resistivity/IP
-// sounding of each device in Prof_Dat (electric/sounding_demo.h). Same seed, same numbers.
+// sounding of each device in Prof_Dat (electric/sounding_demo.h), and a 2-D magnetotelluric
+// inversion set with its measurements (electric/mt2d_demo.h). Same seed, same numbers.
 #pragma once
 
 #include <string>

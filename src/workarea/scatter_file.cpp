@@ -170,14 +170,14 @@ ScatterKind detectScatterKind(const std::string& path) {
 
 // ------------------------------------------------------------------ binary
 
-ScatterReadResult readBinaryScatter(const std::string& path, int headerOffset) {
+ScatterReadResult readBinaryScatter(const std::string& path, int headerOffset, const char* tag) {
   ScatterReadResult r;
   std::string bytes;
   if (!readWholeFile(path, bytes)) {
     r.error = ScatterError::OpenFailed;
     return r;
   }
-  if (!magicMatches(bytes.substr(0, 12), "SCATB#")) {
+  if (!magicMatches(bytes.substr(0, 12), tag)) {
     r.error = ScatterError::BadMagic;
     return r;
   }
@@ -254,7 +254,7 @@ ScatterError convertVlq2Scatter(const std::string& source, const std::string& ta
 
 // ------------------------------------------------------------------ ASCII
 
-ScatterReadResult readAsciiScatter(const std::string& path) {
+ScatterReadResult readAsciiScatter(const std::string& path, const char* tag) {
   ScatterReadResult r;
   std::string bytes;
   if (!readWholeFile(path, bytes)) {
@@ -262,7 +262,7 @@ ScatterReadResult readAsciiScatter(const std::string& path) {
     return r;
   }
   std::vector<std::string> lines = splitLines(decodeFileText(bytes));
-  if (lines.empty() || !magicMatches(lines[0], "SCATA#")) {
+  if (lines.empty() || !magicMatches(lines[0], tag)) {
     r.error = ScatterError::BadMagic;
     return r;
   }

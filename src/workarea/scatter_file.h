@@ -101,8 +101,11 @@ bool magicMatches(const std::string& head, const char* tag);
 
 // Binary reader. `headerOffset` is where recordCount stands: 60 for every reader but the copy
 // in coordinate conversion, which takes it from 32.
-ScatterReadResult readBinaryScatter(const std::string& path, int headerOffset = kScatHeaderOffset);
-ScatterReadResult readAsciiScatter(const std::string& path);
+// `tag` is the magic's characters 7 to 12: profile files (*.prf) share the two layouts under
+// "PROFB#" and "PROFA#".
+ScatterReadResult readBinaryScatter(const std::string& path, int headerOffset = kScatHeaderOffset,
+                                    const char* tag = "SCATB#");
+ScatterReadResult readAsciiScatter(const std::string& path, const char* tag = "SCATA#");
 // The older "VLQ2SCAT" file; the result carries "#VLQ30SCATB#" and origin "VLQ2TOVLQ3", ready
 // for writeBinaryScatter as the conversion writes it.
 ScatterReadResult readVlq2Scatter(const std::string& path);

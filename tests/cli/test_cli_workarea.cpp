@@ -19,7 +19,7 @@ TEST(CliWorkarea, DemoIsRealisticAndRegistered) {
   ASSERT_EQ(made.status, 0) << made.out;
   Database db = openWorkDatabase(tmp.dir());
   std::vector<std::string> reg;
-  ASSERT_EQ(listRegisteredTables(db, reg), 3);
+  ASSERT_EQ(listRegisteredTables(db, reg), 4);
   const std::string sed = reg[0];
   long long n = db.rowCount(sed);
   EXPECT_GT(n, 2000);

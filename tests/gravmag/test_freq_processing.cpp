@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 
 #include "gravmag/fft.h"
@@ -320,6 +321,13 @@ TEST(FreqToolCli, ContinuesAGridAndRefusesTheComponentsMethods) {
   GridReadResult out = readGrid(dir.file("b.grd"));
   ASSERT_TRUE(out.ok());
   EXPECT_LT(out.grid.header.zMax, g.header.zMax);
+  // A bare name is looked for in the work area's grid folder, whatever the case of its name.
+  std::filesystem::create_directories(dir.file("area/Grid_dat"));
+  ASSERT_TRUE(writeGrid(dir.file("area/Grid_dat/a.grd"), kGridMagicB, "", g.header, g.nodes));
+  r = test::runCli("fft --workarea " + dir.file("area") + " --mode 220 --grid a -o " +
+                   dir.file("d.grd") + " --par1 -2");
+  EXPECT_EQ(r.status, 0) << r.out;
+  EXPECT_TRUE(readGrid(dir.file("d.grd")).ok());
   r = test::runCli("fft --mode 231 --grid " + dir.file("a.grd") + " -o " + dir.file("c.grd"));
   EXPECT_NE(r.status, 0);
   EXPECT_NE(r.out.find("filter --code 10"), std::string::npos);

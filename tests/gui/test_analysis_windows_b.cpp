@@ -124,7 +124,7 @@ TEST_F(AnalysisWindowTest, CoKrigingModeGridsThePrimaryWithItsSecondary) {
 }
 
 TEST_F(AnalysisWindowTest, FractalModeSeparatesAGridOfTheWorkArea) {
-  writeGridFile(area("Grid_Dat/Cu.grd"), "#SRNTHGRIDB#", 32, 32, 0, 0, 10, 10);
+  writeGridFile(area("Grid_dat/Cu.grd"), "#SRNTHGRIDB#", 32, 32, 0, 0, 10, 10);
   auto* w = open<frmVLQCoKrigAnal>("frmVLQCoKrigAnal", 200);
   ASSERT_NE(w, nullptr);
   w->show();
@@ -144,11 +144,11 @@ TEST_F(AnalysisWindowTest, FractalModeSeparatesAGridOfTheWorkArea) {
   EXPECT_GE(w->picDraw->chart().series.size(), 3u);
   w->txtBreaks->setText("500");
   w->btnApply->click();
-  GridReadResult a = readGrid(area("Grid_Dat/Cu_A.grd"));
+  GridReadResult a = readGrid(area("Grid_dat/Cu_A.grd"));
   ASSERT_TRUE(a.ok());
   EXPECT_EQ(a.grid.header.magic, "#HLTWRGRIDB#");
   EXPECT_EQ(a.grid.header.validCount, 1024 - 500);  // nodes 500 … 1023
-  EXPECT_TRUE(std::filesystem::exists(area("Grid_Dat/Cu_B.grd")));
+  EXPECT_TRUE(std::filesystem::exists(area("Grid_dat/Cu_B.grd")));
   delete w;
 }
 
