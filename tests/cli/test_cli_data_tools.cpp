@@ -59,10 +59,9 @@ TEST(CliDataTools, ArcViewOriginIsTheNodeUnlessCornerIsAsked) {
   std::ofstream(tmp.file("g.asc")) << "ncols 2\nnrows 2\nxllcorner 100\nyllcorner 200\n"
                                       "cellsize 4\n1 2\n3 4\n";
   ASSERT_EQ(test::runCli("grid import " + tmp.file("g.asc") + " --name node" + area).status, 0);
-  ASSERT_EQ(
-      test::runCli("grid import " + tmp.file("g.asc") + " --name cell --origin corner" + area)
-          .status,
-      0);
+  ASSERT_EQ(test::runCli("grid import " + tmp.file("g.asc") + " --name cell --origin corner" + area)
+                .status,
+            0);
   GridReadResult node = readGrid(tmp.file("area/Grid_dat/node.grd"));
   GridReadResult cell = readGrid(tmp.file("area/Grid_dat/cell.grd"));
   ASSERT_TRUE(node.ok() && cell.ok());

@@ -16,7 +16,6 @@
 
 #include "app/messages.h"
 #include "app/tool_registry.h"
-#include "gui_support.h"
 #include "datatools/data_tools.h"
 #include "datatools/forms/frmClearTableM.h"
 #include "datatools/forms/frmFormatConvert.h"
@@ -25,6 +24,7 @@
 #include "datatools/forms/frmOutTblToWorkBase.h"
 #include "datatools/forms/frmSQLProcess.h"
 #include "datatools/forms/frmSaveDataTo.h"
+#include "gui_support.h"
 #include "workarea/grid_file.h"
 #include "workarea/path_resolver.h"
 #include "workarea/text_codec.h"
