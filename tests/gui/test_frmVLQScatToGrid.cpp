@@ -256,7 +256,7 @@ TEST_F(ScatToGridWindow, LongRunsMoveTheBarRepaintAndStop) {
   pickTable(f, "密集");
   setText(f, "txtGPar_3", "1");
   setText(f, "txtGPar_8", "1");
-  setText(f, "txtRx", "80");
+  setText(f, "txtRx", "250");  // a window of ~200,000 nodes a point: seconds of work
   get<QComboBox>(f, "cboCalMode")->setCurrentIndex(1);  // 平均值
   f.show();
   QApplication::processEvents();
