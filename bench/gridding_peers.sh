@@ -34,7 +34,8 @@ CLI=$ROOT/build-bench/bin/sarnoth-cli
 
 mkdir -p "$DIR"
 cd "$DIR"
-if [ ! -f pts.csv ] || [ "$(wc -l < pts.csv)" -ne $((N + 1)) ]; then
+if [ ! -f pts.csv ] || [ "$(wc -l < pts.csv)" -ne $((N + 1)) ] || [ ! -f pts.xyz ] ||
+   [ ! -f pts.vrt ] || [ ! -d wa ]; then
   echo "making $N points"
   awk -v n="$N" 'BEGIN { srand(20240601); print "x,y,v";
     for (i = 0; i < n; i++) { x = rand() * 1000; y = rand() * 1000;

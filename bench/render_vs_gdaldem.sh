@@ -9,10 +9,14 @@
 set -euo pipefail
 BUILD=${1:-build}
 CLI=$(realpath "$BUILD/bin/sarnoth-cli")
-if ! command -v gdaldem >/dev/null || ! command -v gdal_translate >/dev/null; then
-  apt-get install -y gdal-bin >/dev/null
+need=()
+command -v gdaldem >/dev/null && command -v gdal_translate >/dev/null || need+=(gdal-bin)
+[ -x /usr/bin/time ] || need+=(time)
+if [ ${#need[@]} -gt 0 ]; then
+  SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
+  $SUDO apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${need[@]}"
 fi
-[ -x /usr/bin/time ] || apt-get install -y time >/dev/null
 WORK=$(mktemp -d /tmp/sarnoth-render-bench.XXXXXX)
 trap 'rm -rf "$WORK"' EXIT
 cd "$WORK"
@@ -54,31 +58,38 @@ nv 255 255 255
 100 250 230 90
 RAMP
 
-# Best of three runs: "wall cpu" seconds, cpu being user + system time (the machine is shared,
-# so the processor time is the steadier figure).
+# Best of three runs: "wall cpu peak-MB", cpu being user + system time (the machine is shared,
+# so the processor time is the steadier figure), and the largest resident size of the runs.
 best() {
-  local bw= bc=
+  local bw= bc= bm=0
   for _ in 1 2 3; do
-    local out w c
-    /usr/bin/time -o times.txt -f "%e %U %S" "$@" >/dev/null 2>&1
+    local out w c m
+    /usr/bin/time -o times.txt -f "%e %U %S %M" "$@" >/dev/null 2>&1
     out=$(tail -1 times.txt)
     w=$(echo "$out" | awk '{print $1}')
     c=$(echo "$out" | awk '{print $2 + $3}')
+    m=$(echo "$out" | awk '{printf "%d", $4 / 1024}')
     if [ -z "$bw" ] || [ "$(echo "$w < $bw" | bc -l)" = 1 ]; then bw=$w; fi
     if [ -z "$bc" ] || [ "$(echo "$c < $bc" | bc -l)" = 1 ]; then bc=$c; fi
+    if [ "$m" -gt "$bm" ]; then bm=$m; fi
   done
-  echo "$bw $bc"
+  echo "$bw $bc $bm"
 }
 
-read -r gw gc < <(best "$CLI" render grid field.grd --mode graded --levels 16 --width 4000 -o graded.bmp --quiet)
-read -r pw pc < <(best gdaldem color-relief -q field.tif ramp.txt colour.tif)
-read -r rw rc < <(best "$CLI" render grid field.grd --mode relief --width 4000 -o relief.bmp --quiet)
-read -r hw hc < <(best gdaldem hillshade -q -az 315 -alt 45 field.tif shade.tif)
+read -r gw gc gm < <(best "$CLI" render grid field.grd --mode graded --levels 16 --width 4000 \
+  -o graded.bmp --quiet)
+read -r pw pc pm < <(best gdaldem color-relief -q field.tif ramp.txt colour.tif)
+read -r rw rc rm < <(best "$CLI" render grid field.grd --mode relief --width 4000 -o relief.bmp \
+  --quiet)
+read -r hw hc hm < <(best gdaldem hillshade -q -az 315 -alt 45 field.tif shade.tif)
 
 ratio() { echo "$1 / $2" | bc -l; }
-echo "load average: $(cut -d' ' -f1-3 /proc/loadavg)"
-printf "%-30s %14s %14s %14s\n" "4001 x 4001, 4000 px wide" "sarnoth w/cpu" "gdaldem w/cpu" "ratio w/cpu"
-printf "%-30s %6.2f / %5.2f %6.2f / %5.2f %6.2f / %5.2f\n" "graded / color-relief" "$gw" "$gc" "$pw" "$pc" "$(ratio "$gw" "$pw")" "$(ratio "$gc" "$pc")"
-printf "%-30s %6.2f / %5.2f %6.2f / %5.2f %6.2f / %5.2f\n" "relief / hillshade" "$rw" "$rc" "$hw" "$hc" "$(ratio "$rw" "$hw")" "$(ratio "$rc" "$hc")"
+echo "load average: $(cut -d' ' -f1-3 /proc/loadavg), $(nproc) cores"
+printf "%-24s %14s %14s %14s %18s\n" "4001 x 4001, 4000 px" "sarnoth w/cpu" "gdaldem w/cpu" \
+  "ratio w/cpu" "peak MB ours/its"
+printf "%-24s %6.2f / %5.2f %6.2f / %5.2f %6.2f / %5.2f %10s / %5s\n" "graded / color-relief" \
+  "$gw" "$gc" "$pw" "$pc" "$(ratio "$gw" "$pw")" "$(ratio "$gc" "$pc")" "$gm" "$pm"
+printf "%-24s %6.2f / %5.2f %6.2f / %5.2f %6.2f / %5.2f %10s / %5s\n" "relief / hillshade" \
+  "$rw" "$rc" "$hw" "$hc" "$(ratio "$rw" "$hw")" "$(ratio "$rc" "$hc")" "$rm" "$hm"
 echo "(sarnoth: read the grid, render on two threads, write an 8-bit or 24-bit BMP;"
 echo " gdaldem: read the GeoTIFF, one thread, write a GeoTIFF)"

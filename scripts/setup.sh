@@ -10,7 +10,7 @@ PACKAGES=(
   libboost-dev
   mdbtools-dev libglib2.0-dev libcairo2-dev mdbtools
   libgtest-dev libgmock-dev libbenchmark-dev
-  fonts-noto-cjk
+  fonts-noto-cjk qt6-translations-l10n
 )
 
 missing=()

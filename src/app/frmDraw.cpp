@@ -6,6 +6,7 @@
 #include <QPainter>
 #include <QVBoxLayout>
 
+#include "app/file_dialogs.h"
 #include "app/messages.h"
 #include "workarea/path_resolver.h"
 
@@ -56,8 +57,8 @@ QString frmDraw::savePicture(const QString& path) const {
 }
 
 void frmDraw::SaveBMP_Click() {
-  const std::string name =
-      askSaveFileName(this, "保存", "位图文件(*.bmp)|*.bmp|PNG 图像(*.png)|*.png");
+  const std::string name = askSaveFileName(
+      this, "保存", "位图文件(*.bmp)|*.bmp|PNG 图像(*.png)|*.png", {}, FileKind::Report);
   if (name.empty()) return;
   if (savePicture(QString::fromStdString(name)).isEmpty()) notify(this, "不能写入文件: " + name);
 }

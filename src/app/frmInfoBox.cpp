@@ -12,6 +12,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "app/file_dialogs.h"
 #include "app/messages.h"
 #include "workarea/path_resolver.h"
 #include "workarea/session.h"
@@ -131,8 +132,8 @@ bool frmInfoBox::saveTo(const QString& path) const {
 void frmInfoBox::printTo(QPrinter& printer) const { rtbInfo->document()->print(&printer); }
 
 void frmInfoBox::mnuFileSave_Click() {
-  const std::string name =
-      askSaveFileName(this, "存入文件", "文本文件(*.RTF)|*.rtf|所有文件(*.*)|*.*", "*.txt");
+  const std::string name = askSaveFileName(
+      this, "存入文件", "文本文件(*.RTF)|*.rtf|所有文件(*.*)|*.*", "*.txt", FileKind::Report);
   if (name.empty()) return;
   if (!saveTo(QString::fromStdString(name))) notify(this, "不能写入文件: " + name);
 }

@@ -59,6 +59,16 @@ frmSelectTbl::frmSelectTbl(QWidget* parent) : QDialog(parent) {
   layOutPicker(this, lstTbls, nullptr, nullptr, {btnSure, btnCancel}, 320, 360);
   connect(btnSure, &QPushButton::clicked, this, &frmSelectTbl::btnSure_Click);
   connect(btnCancel, &QPushButton::clicked, this, &frmSelectTbl::btnCancel_Click);
+  // In the picking modes a double-click picks, as the button does; it never deletes.
+  connect(lstTbls, &QListWidget::itemDoubleClicked, this, [this](QListWidgetItem* item) {
+    if (deleting() || !item) return;
+    lstTbls->setCurrentItem(item);
+    btnSure_Click();
+  });
+}
+
+void frmSelectTbl::selectFirst() {
+  if (!deleting() && lstTbls->count() > 0) lstTbls->setCurrentRow(0);
 }
 
 bool frmSelectTbl::load() {
@@ -66,6 +76,7 @@ bool frmSelectTbl::load() {
   if (mode == 100) {
     for (const QString& name : itemsText.split(',', Qt::SkipEmptyParts))
       lstTbls->addItem(name.trimmed());
+    selectFirst();
     return true;
   }
   if (mode == 200 || mode == 400) {
@@ -78,6 +89,7 @@ bool frmSelectTbl::load() {
         return false;
       }
     }
+    selectFirst();
     return true;
   }
   if (!deleting()) return true;

@@ -47,6 +47,8 @@ class frmSelectTbl : public QDialog {
 
  private:
   bool deleting() const { return mode == 300 || mode == 500; }
+  // The picking modes open with the first name selected, ready for the button or Enter.
+  void selectFirst();
   void deleteSelected();
 };
 

@@ -24,6 +24,7 @@
 #include "closed/low_latitude_reduction.h"
 #include "closed/sarnoth_ax.h"
 #include "workarea/session.h"
+#include "workarea/work_area.h"
 
 namespace sarnoth::gui {
 namespace {
@@ -98,11 +99,25 @@ FrmMain::FrmMain(QWidget* parent) : QMainWindow(parent) {
   statusPanel_ = new QLabel(bar);
   statusPanel_->setObjectName(QString::fromUtf8(kStatusPanelKey));
   bar->addWidget(statusPanel_, 1);
+  // The work area the workbench works on, with its tables and grids, beside the panel "提示".
+  workAreaPanel_ = new QLabel(bar);
+  workAreaPanel_->setObjectName("lblWorkArea");
+  bar->addPermanentWidget(workAreaPanel_);
   setStatusBar(bar);
   buildMenus();
+  refreshWorkArea();
 }
 
-FrmMain::~FrmMain() = default;
+void FrmMain::refreshWorkArea() {
+  workAreaPanel_->setText(gWorkPath.empty() ? QString()
+                                            : QString::fromStdString(workAreaSummary(gWorkPath)));
+}
+
+FrmMain::~FrmMain() {
+  // Modeless tools close with the main window; their closing must not call back into it.
+  for (const QPointer<QWidget>& w : modeless_)
+    if (w) QObject::disconnect(w, nullptr, this, nullptr);
+}
 
 void FrmMain::buildMenus() {
   QMenuBar* bar = menuBar();
@@ -247,8 +262,13 @@ void FrmMain::openTool(const MenuEntry& e) {
   QWidget* w = createToolWindow(e.target, this, e.mode);
   if (!w) return;  // a window that cannot open does not appear
   if (!w->isWindow()) w->setWindowFlag(Qt::Window);
-  if (e.modeless) modeless_.insert(key, w);
+  if (e.modeless) {
+    modeless_.insert(key, w);
+    connect(w, &QObject::destroyed, this, [this] { refreshWorkArea(); });
+  }
   present(w, !e.modeless);
+  // A tool may have made tables or grids.
+  if (!e.modeless) refreshWorkArea();
 }
 
 void FrmMain::runKorva(const MenuEntry& e) {

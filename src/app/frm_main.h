@@ -35,6 +35,9 @@ class FrmMain : public QMainWindow {
   void setStatusText(const QString& text);
   QString statusText() const;
 
+  // The status bar's account of the work area (path, tables, grids), made afresh.
+  void refreshWorkArea();
+
   // Runs the command of a menu entry as its menu item does.
   void runCommand(const std::string& name);
 
@@ -70,6 +73,7 @@ class FrmMain : public QMainWindow {
   void say(const std::string& text);
 
   QLabel* statusPanel_ = nullptr;
+  QLabel* workAreaPanel_ = nullptr;
   QHash<QString, QAction*> actions_;
   QHash<QString, QMenu*> menus_;
   QHash<QString, QPointer<QWidget>> modeless_;

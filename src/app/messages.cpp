@@ -5,6 +5,8 @@
 #include <QMessageBox>
 #include <QStringList>
 
+#include "app/file_dialogs.h"
+
 namespace sarnoth::gui {
 namespace {
 
@@ -116,8 +118,17 @@ FileDialogHandler setSaveDialogHandler(FileDialogHandler h) {
 
 std::string askSaveFileName(QWidget* parent, const std::string& title, const std::string& filter,
                             const std::string& defaultName) {
-  if (saveHandler()) return saveHandler()(title, filter, defaultName);
-  return ss(QFileDialog::getSaveFileName(parent, qs(title), qs(defaultName), qtFileFilter(filter)));
+  return askSaveFileName(parent, title, filter, defaultName, FileKind::Outside);
+}
+
+std::string askSaveFileName(QWidget* parent, const std::string& title, const std::string& filter,
+                            const std::string& defaultName, FileKind kind) {
+  if (saveHandler()) {
+    std::string path = saveHandler()(title, filter, defaultName);
+    rememberDialogFolder(kind, path);
+    return withFilterExtension(path, filterPatterns(filter, 0));
+  }
+  return runFileDialog(parent, true, title, filter, defaultName, kind);
 }
 
 ScriptedSaveDialogs::ScriptedSaveDialogs(std::vector<std::string> answers)

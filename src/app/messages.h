@@ -48,9 +48,15 @@ class ScriptedMessages {
 using FileDialogHandler = std::function<std::string(
     const std::string& title, const std::string& filter, const std::string& defaultName)>;
 
-// A save dialog; returns the chosen path, or "" when cancelled.
+enum class FileKind;
+
+// A save dialog; returns the chosen path, or "" when cancelled. It opens in the work area's
+// folder for `kind` (or the last one chosen for it), and a name without an extension gets the
+// extension of the filter chosen (the first filter's when a handler answers).
 std::string askSaveFileName(QWidget* parent, const std::string& title, const std::string& filter,
                             const std::string& defaultName = {});
+std::string askSaveFileName(QWidget* parent, const std::string& title, const std::string& filter,
+                            const std::string& defaultName, FileKind kind);
 // Installs a handler in place of the save dialog; returns the previous one.
 FileDialogHandler setSaveDialogHandler(FileDialogHandler handler);
 // "文本文件(*.RTF)|*.rtf|所有文件(*.*)|*.*" → "文本文件(*.RTF) (*.rtf);;所有文件(*.*) (*.*)".

@@ -12,4 +12,10 @@ class FrmMain;
 // null after the refusal "请运行主程序设置当前工作区." (nothing logged).
 std::unique_ptr<FrmMain> startWorkbench(const std::string& sysPath);
 
+// Loads Qt's own Simplified Chinese translations (qtbase_zh_CN from Qt's translations folder,
+// the Debian package qt6-translations-l10n), so that the standard dialogs and buttons ("取消",
+// "查找范围") speak as the rest of the program. False when they are not installed; the program
+// then runs with Qt's English texts.
+bool installQtTranslations();
+
 }  // namespace sarnoth::gui

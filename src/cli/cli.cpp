@@ -2,9 +2,11 @@
 
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <stdexcept>
 
 #include "workarea/session.h"
 #include "workarea/work_area.h"
@@ -21,7 +23,10 @@ double Args::getDouble(const std::string& name, double def) const {
   if (it == options.end() || it->second.empty()) return def;
   char* end = nullptr;
   double v = std::strtod(it->second.c_str(), &end);
-  return end == it->second.c_str() ? def : v;
+  // A number option that is not a number is refused, never read as its default or as 0.
+  if (end == it->second.c_str() || *end != '\0' || !std::isfinite(v))
+    throw std::invalid_argument("--" + name + ": not a number: " + it->second);
+  return v;
 }
 
 long long Args::getInt(const std::string& name, long long def) const {
@@ -29,7 +34,9 @@ long long Args::getInt(const std::string& name, long long def) const {
   if (it == options.end() || it->second.empty()) return def;
   char* end = nullptr;
   long long v = std::strtoll(it->second.c_str(), &end, 10);
-  return end == it->second.c_str() ? def : v;
+  if (end == it->second.c_str() || *end != '\0')
+    throw std::invalid_argument("--" + name + ": not a whole number: " + it->second);
+  return v;
 }
 
 std::string Args::pos(std::size_t n, const std::string& def) const {

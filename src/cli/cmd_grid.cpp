@@ -1,6 +1,7 @@
 // grid info|convert|import: the work area's grid files and their exchange forms.
 #include <filesystem>
 #include <iostream>
+#include <optional>
 
 #include "cli/cli.h"
 #include "workarea/grid_convert.h"
@@ -20,16 +21,19 @@ int fail(int status, const std::string& detail = {}) {
   return 1;
 }
 
-ArcOrigin originOf(const Args& a) {
-  return a.get("origin", "corner") == "node" ? ArcOrigin::AsNode : ArcOrigin::CellCorner;
+// --origin node (the default) or corner; nothing for any other word.
+std::optional<ArcOrigin> originOf(const Args& a) {
+  const std::string o = a.get("origin", "node");
+  if (o == "node") return ArcOrigin::AsNode;
+  if (o == "corner") return ArcOrigin::CellCorner;
+  return std::nullopt;
 }
 
 int runInfo(Args& a) {
   std::string path = a.pos(1);
   if (path.empty()) return failWith("usage: sarnoth-cli grid info FILE");
   GridReadResult r = readGridHeader(path);
-  if (r.error == GridError::BadMagic) return failWith(kMsgNotGrid);
-  if (!r.ok()) return fail(gridStatusOf(r.error), gridErrorDetail(r.error));
+  if (!r.ok()) return failWith(gridReadMessage(r.error, kMsgNotGrid));
   std::string text = gridInfoText(r.grid.header);
   std::erase(text, '\r');
   std::cout << text;
@@ -52,7 +56,8 @@ int runConvert(Args& a) {
   LoadedGrid g;
   std::string detail;
   CliProgress reading("reading");
-  int st = loadAnyGrid(in, GridPurpose::FormatConvert, originOf(a), g, detail, reading);
+  if (!originOf(a)) return failWith("--origin node|corner");
+  int st = loadAnyGrid(in, GridPurpose::FormatConvert, *originOf(a), g, detail, reading);
   if (st != kGridOk) return fail(st, detail);
   g.magic = a.get("magic", g.magic);
   g.method = a.get("method", g.method);
@@ -73,7 +78,8 @@ int runImport(Args& a) {
   CliInteraction ui(a);
   CliProgress progress("reading");
   std::string target;
-  Outcome o = importGridToWorkArea(in, work, name, originOf(a), ui, progress, &target);
+  if (!originOf(a)) return failWith("--origin node|corner");
+  Outcome o = importGridToWorkArea(in, work, name, *originOf(a), ui, progress, &target);
   if (!o) return o.message.empty() ? 3 : failWith(o.message);
   std::cout << target << "\n";
   return 0;
@@ -99,12 +105,13 @@ CommandRegistrar reg{
      "  binary         the work area's *.grd\n"
      "  ascii          ASCII grid (#SRNTHGRIDA#)\n"
      "  surfer         Surfer DSAA, nulls as 1.70141E+38\n"
-     "  arcview-ascii  ArcView ASCII grid (xllcorner half a cell outside the first node)\n"
+     "  arcview-ascii  ArcView ASCII grid (xllcenter/yllcenter: the first node)\n"
      "  arcview-flat   flat ArcView export\n"
      "  mapgis         flat MapGIS export\n"
      "  scatter-ascii  ASCII scatter file, one point per node\n"
      "  gtiff          GeoTIFF; gdal:DRIVER for any other GDAL writer\n"
-     "--origin node reads ArcView's xllcorner as the first node, as the system's import does.\n"
+     "An ArcView xllcorner is read as the first node, as the system's import does; --origin\n"
+     "corner reads it as the outer corner of the first cell, as GIS programs write it.\n"
      "import writes Grid_dat/NAME.grd of the work area (NAME defaults to the file's stem).",
      runGrid}};
 

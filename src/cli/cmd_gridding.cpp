@@ -2,7 +2,7 @@
 // "离散数据网格化".
 #include <cstdio>
 #include <iostream>
-#include <sstream>
+#include <optional>
 
 #include "cli/cli.h"
 #include "prep/gridding.h"
@@ -19,7 +19,7 @@ const char* kUsage =
     "         [--dx D] [--dy D] [--extent XMIN,XMAX,YMIN,YMAX] [--angle DEG]\n"
     "         [--radius RX] [--ry RY --rect] [--sectors 4|8|16|32]\n"
     "         [--min-points N] [--max-points N] [--cap V] [--decimals N]\n"
-    "         [--yes] [--workarea DIR]\n"
+    "         [--threads N] [--yes] [--workarea DIR]\n"
     "\n"
     "  Writes Grid_Dat/NAME.grd of the work area. Without --x/--y the fields named 横坐标 and\n"
     "  纵坐标 are taken; without --extent the extents come from the data (as the window's\n"
@@ -29,18 +29,8 @@ const char* kUsage =
     "  --sectors turns the azimuth search on (mean, median, idw, exp). --min-points, "
     "--max-points,\n"
     "  --cap and --decimals are the window's feature settings (特征数据设置). --yes overwrites an\n"
-    "  existing grid. Progress goes to stderr; kriging prints the variogram it fitted.";
-
-std::vector<float> parseList(const std::string& text) {
-  std::vector<float> v;
-  std::stringstream ss(text);
-  std::string item;
-  while (std::getline(ss, item, ',')) {
-    if (item.find_first_not_of(" \t") == std::string::npos) continue;
-    v.push_back(std::strtof(item.c_str(), nullptr));
-  }
-  return v;
-}
+    "  existing grid. --threads sets the worker threads (default one per core; the grid is the\n"
+    "  same for any number). Progress goes to stderr; kriging prints the variogram it fitted.";
 
 bool parseMethod(const std::string& s, GridMethod& m) {
   static const std::pair<const char*, GridMethod> k[] = {
@@ -94,8 +84,13 @@ int runGriddingCommand(Args& a) {
     return failWith("unknown kriging kind: " + a.get("kriging"));
   job.drift = parseDrift(a.get("drift", "x"));
   if (job.drift < 0) return failWith("unknown drift: " + a.get("drift"));
-  job.krigingParams = parseList(a.get("params"));
+  std::optional<std::vector<float>> params = parseKrigingParams(a.get("params"));
+  if (!params)
+    return failWith(std::string(kMsgGriddingFailed) + " (--params " + a.get("params") + ")");
+  job.krigingParams = std::move(*params);
   job.angle = static_cast<float>(a.getDouble("angle", 0));
+  job.threads = static_cast<int>(a.getInt("threads", 0));
+  if (job.threads < 0 || job.threads > 64) return failWith("--threads takes 0 to 64");
 
   try {
     Database db = openWorkDatabase(work);
@@ -109,12 +104,12 @@ int runGriddingCommand(Args& a) {
     GridGeometry& g = job.geometry;
     float xmin, xmax, ymin, ymax, dx0 = 2, dy0 = 2;
     if (a.has("extent")) {
-      std::vector<float> e = parseList(a.get("extent"));
-      if (e.size() != 4) return failWith("--extent takes XMIN,XMAX,YMIN,YMAX");
-      xmin = e[0];
-      xmax = e[1];
-      ymin = e[2];
-      ymax = e[3];
+      std::optional<std::vector<float>> e = parseKrigingParams(a.get("extent"));
+      if (!e || e->size() != 4) return failWith("--extent takes XMIN,XMAX,YMIN,YMAX");
+      xmin = (*e)[0];
+      xmax = (*e)[1];
+      ymin = (*e)[2];
+      ymax = (*e)[3];
       dx0 = xmin > 100000 ? 2000.0f : 2.0f;
       dy0 = ymin > 100000 ? 2000.0f : 2.0f;
     } else {
@@ -155,10 +150,7 @@ int runGriddingCommand(Args& a) {
     if (job.sectors != 4 && job.sectors != 8 && job.sectors != 16 && job.sectors != 32)
       return failWith("--sectors takes 4, 8, 16 or 32");
   }
-  double defPar = job.method == GridMethod::InverseDistance ? 2
-                  : job.method == GridMethod::Exponential   ? 5
-                  : job.method == GridMethod::Kriging       ? 6
-                                                            : 0;
+  const double defPar = methodDefaultParameter(job.method).value_or(0.0f);
   job.par = static_cast<float>(a.getDouble("par", a.getDouble("search", defPar)));
 
   GriddingSettings set;
@@ -174,10 +166,11 @@ int runGriddingCommand(Args& a) {
       // The cap box holds the field's maximum, as the window fills it.
       try {
         Database db = openWorkDatabase(work);
-        Value mx = db.scalar("Select MAX(" + bracket(job.valueField) + ") From " + bracket(table) +
-                             " Where " + bracket(job.valueField) + " <> -1E+38");
-        if (!isNull(mx)) set.highValueCap = static_cast<float>(valueToDouble(mx));
-      } catch (const StoreError&) {
+        FieldMaximumResult mx = fieldMaximum(db, table, job.valueField);
+        if (!mx.outcome) return failWith(mx.outcome.message);
+        if (mx.maximum) set.highValueCap = *mx.maximum;
+      } catch (const StoreError& e) {
+        return failWith(e.what());
       }
     }
   }

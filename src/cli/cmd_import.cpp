@@ -48,7 +48,7 @@ int runImport(Args& a) {
       CliProgress progress("导入");
       std::string name = a.get("name", std::filesystem::path(file).stem().string());
       ArcOrigin origin =
-          a.get("origin", "corner") == "node" ? ArcOrigin::AsNode : ArcOrigin::CellCorner;
+          a.get("origin", "node") == "corner" ? ArcOrigin::CellCorner : ArcOrigin::AsNode;
       o = importGridToWorkArea(file, work, name, origin, ui, progress, &target);
     }
     if (!o) return o.message.empty() ? 3 : failWith(o.message);
@@ -70,29 +70,27 @@ int runImport(Args& a) {
   Outcome p = previewSource(*src, preview, static_cast<int>(a.getInt("preview", 5)));
   if (!p) return failWith(p.message);
   // --type NAME=SINGLE,OTHER=TEXT(20) overrides guesses; --skip NAME,NAME leaves columns out.
-  std::string types = a.get("type");
-  std::size_t at = 0;
-  while (at < types.size()) {
-    std::size_t comma = types.find(',', at);
-    // TEXT(n) holds no comma, so a plain split works.
-    std::string item =
-        types.substr(at, comma == std::string::npos ? std::string::npos : comma - at);
-    at = comma == std::string::npos ? types.size() : comma + 1;
-    std::size_t eq = item.find('=');
-    if (eq == std::string::npos) continue;
-    for (auto& c : preview.columns)
-      if (c.name == item.substr(0, eq)) c.type = FieldDef::parse(c.name, item.substr(eq + 1));
-  }
-  std::string skip = "," + a.get("skip") + ",";
-  for (auto& c : preview.columns)
-    if (skip.find("," + c.name + ",") != std::string::npos) c.import = false;
+  if (Outcome c = applyColumnChoices(preview.columns, a.get("type"), a.get("skip")); !c)
+    return failWith(c.message);
 
-  std::cout << preview.rowCount << " rows; columns:\n";
-  for (const auto& c : preview.columns)
-    std::cout << "  " << c.name << "\t" << c.type.declared() << (c.import ? "" : "\t(skipped)")
-              << "\n";
+  // The columns as they go in: the guess of the first rows, or for an import the types the
+  // whole file called for.
+  auto printColumns = [&preview](std::int64_t rows, const std::vector<FieldDef>& types) {
+    std::cout << rows << " rows; columns:\n";
+    for (std::size_t i = 0; i < preview.columns.size(); ++i) {
+      const ImportColumn& c = preview.columns[i];
+      std::string declared = c.type.declared();
+      for (const auto& t : types)
+        if (t.name == c.name) declared = t.declared();
+      std::cout << "  " << c.name << "\t" << declared << (c.import ? "" : "\t(skipped)") << "\n";
+    }
+  };
   std::string name = a.get("name");
-  if (name.empty()) return a.has("preview") ? 0 : failWith("请输入新数据表名. (--name)");
+  if (name.empty()) {
+    if (!a.has("preview")) return failWith("请输入新数据表名. (--name)");
+    printColumns(preview.rowCountExact ? preview.rowCount : countRows(*src), {});
+    return 0;
+  }
   std::string work = workPath(a);
   if (work.empty()) return failWith(kRefusalText);
   try {
@@ -102,6 +100,7 @@ int runImport(Args& a) {
     ImportReport rep;
     Outcome o = importTable(db, *src, preview.columns, name, ui, progress, &rep);
     if (!o) return o.message.empty() ? 3 : failWith(o.message);
+    printColumns(rep.rows, db.fields(name));
     std::cout << o.message << "\n";
   } catch (const StoreError& e) {
     return failWith(e.what());
@@ -135,6 +134,7 @@ int runExport(Args& a) {
     std::int64_t rows = 0;
     Outcome o = saveTableAs(db, table, out, opt, progress, &rows);
     if (!o) return failWith(o.message);
+    if (!o.message.empty()) std::cerr << o.message << "\n";
     std::cout << rows << " rows written to " << out << "\n";
   } catch (const StoreError& e) {
     return failWith(e.what());

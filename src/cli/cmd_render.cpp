@@ -28,7 +28,7 @@ int runRender(Args& a) {
 
   auto t0 = std::chrono::steady_clock::now();
   GridReadResult g = readGrid(gridPath);
-  if (!g.ok()) return failWith(display::kMsgNotGrid);
+  if (!g.ok()) return failWith(gridReadMessage(g.error, display::kMsgNotGrid));
   const GridHeader& h = g.grid.header;
 
   std::optional<SysColourTable> table =

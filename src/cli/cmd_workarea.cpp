@@ -118,9 +118,7 @@ int runWorkarea(Args& a) {
       bool acted = false;
       if (a.has("remove")) {
         std::vector<std::string> names;
-        std::string list = a.get("remove") + ",";
-        for (std::size_t at = 0, c; (c = list.find(',', at)) != std::string::npos; at = c + 1)
-          if (c > at) names.push_back(list.substr(at, c - at));
+        if (Outcome l = tablesFromList(db, a.get("remove"), names); !l) return failWith(l.message);
         Outcome o = removeTables(db, names, ui);
         if (!o) return o.message.empty() ? 3 : failWith(o.message);
         acted = true;

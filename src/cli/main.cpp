@@ -5,6 +5,7 @@
 
 #include "cli/cli.h"
 #include "workarea/session.h"
+#include "workarea/table_reader.h"
 
 namespace {
 
@@ -19,6 +20,7 @@ void printUsage() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  sarnoth::useStoreConnectionsWithoutMutexes();
   sarnoth::gSysPath = sarnoth::executableDir();
   if (argc < 2 || !std::strcmp(argv[1], "--help") || !std::strcmp(argv[1], "-h") ||
       !std::strcmp(argv[1], "help")) {

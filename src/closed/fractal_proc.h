@@ -17,7 +17,9 @@
 //   the result does not depend on the number of threads.
 //
 //   Returns 0 on success; a positive code means the arguments cannot be used: 1 the point count
-//   or array, 2 the node counts or result array, 3 the spacing, 4 the radii or region flag.
+//   or array, 2 the node counts or result array, 3 the spacing, 4 the radii or region flag; 5
+//   when the run was stopped. Our side of the call adds `threads` (0: one per core) and `watch`,
+//   called on the calling thread with the rows done several times a second; false stops the run.
 //
 // The anomaly statistics (GEO_GetAverageStdDev … GEO_PercentAnomaly) are stated in full in
 // geochem/anomaly_stats.h, the six fractal series (GEO_XDataNrr … GEO_XYZDataTriFD) in
@@ -26,6 +28,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 
 namespace sarnoth {
@@ -33,7 +36,8 @@ namespace sarnoth {
 std::int32_t Geo_IMMedian(std::span<const float> points, std::int32_t recordCount,
                           std::span<const float, 4> extent, std::int32_t regionFlag, float rx,
                           float ry, float dx, float dy, std::int32_t columns, std::int32_t rows,
-                          std::span<float> result);
+                          std::span<float> result, int threads = 0,
+                          const std::function<bool(int rowsDone)>& watch = {});
 
 // --- anomaly statistics -------------------------------------------------------------------
 

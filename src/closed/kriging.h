@@ -56,6 +56,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -96,15 +97,17 @@ double sphericalGamma(const FittedVariogram& v, double h);
 // code 1 to 10; the parameter count, passed as the upper index of the parameter array (three
 // parameters are announced as 2); the parameters; the result array of Columns·Rows + 1 singles,
 // node (r, c) at r·Columns + c. Returns 0, or a positive code for arguments it cannot use
-// (1 constants, 2 counts or array sizes, 3 spacing, 4 model code, 5 parameters); the caller
-// ignores it. `variograms`, when given, receives the models fitted.
-std::int32_t GEO_ScatToGridWithKrig(std::span<const float> points, std::int32_t dimensions,
-                                    std::int32_t pointCount, std::int32_t stride,
-                                    std::span<const float, 4> extent, float dx, float dy,
-                                    std::int32_t lastColumn, std::int32_t lastRow,
-                                    std::int32_t searchPoints, std::int32_t modelCode,
-                                    float paramCount, std::span<const float> params,
-                                    std::span<float> result,
-                                    std::vector<krig::FittedVariogram>* variograms = nullptr);
+// (1 constants, 2 counts or array sizes, 3 spacing, 4 model code, 5 parameters) or 6 when the
+// run was stopped; the caller ignores it. `variograms`, when given, receives the models fitted.
+// Our side of the call adds what a long run needs: `threads` (0: one per core) and `watch`,
+// called on the calling thread with the number of rows done several times a second while the
+// worker threads solve the nodes; returning false stops the run (code 6, the result unfinished).
+std::int32_t GEO_ScatToGridWithKrig(
+    std::span<const float> points, std::int32_t dimensions, std::int32_t pointCount,
+    std::int32_t stride, std::span<const float, 4> extent, float dx, float dy,
+    std::int32_t lastColumn, std::int32_t lastRow, std::int32_t searchPoints,
+    std::int32_t modelCode, float paramCount, std::span<const float> params,
+    std::span<float> result, std::vector<krig::FittedVariogram>* variograms = nullptr,
+    int threads = 0, const std::function<bool(int rowsDone)>& watch = {});
 
 }  // namespace sarnoth

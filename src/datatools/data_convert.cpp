@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <filesystem>
 
 #include "workarea/grid_exchange.h"
@@ -50,11 +51,7 @@ class ScatterSource : public RowSource {
   explicit ScatterSource(ScatterFile f) : f_(std::move(f)) {
     // Blank or repeated names would make columns the store cannot hold apart.
     header_ = f_.names;
-    for (std::size_t i = 0; i < header_.size(); ++i) {
-      if (header_[i].empty()) header_[i] = "F" + std::to_string(i + 1);
-      for (std::size_t j = 0; j < i; ++j)
-        if (header_[j] == header_[i]) header_[i] += "_" + std::to_string(i + 1);
-    }
+    makeColumnNamesUnique(header_);
   }
   const std::vector<std::string>& header() const override { return header_; }
   std::vector<FieldDef> declaredTypes() const override {
@@ -68,7 +65,9 @@ class ScatterSource : public RowSource {
     for (int c = 0; c < f_.fieldCount(); ++c) {
       float v = f_.at(row_, c);
       // The file's own null, whatever it is, is the store's -1E+38.
-      cells[static_cast<std::size_t>(c)] = v == f_.nullValue ? NULL_TEXT : floatText(v);
+      // NaN and infinities hold no data either.
+      cells[static_cast<std::size_t>(c)] =
+          v == f_.nullValue || !std::isfinite(v) ? NULL_TEXT : floatText(v);
     }
     ++row_;
     return true;
@@ -194,12 +193,29 @@ Outcome exportTableAsScatter(Database& db, const std::string& table, const std::
   } catch (const StoreError& e) {
     return Outcome::failure(e.what());
   }
+  // A scatter file holds floats only: "nulls empty" leaves out the points holding a null.
+  std::int64_t left = 0;
+  if (opt.nullsEmpty && f.fieldCount() > 0) {
+    const std::size_t w = static_cast<std::size_t>(f.fieldCount());
+    std::size_t kept = 0;
+    for (std::int64_t r = 0; r < f.recordCount; ++r) {
+      const float* p = f.values.data() + static_cast<std::size_t>(r) * w;
+      if (std::any_of(p, p + w, [&f](float v) { return v == f.nullValue; })) {
+        ++left;
+        continue;
+      }
+      std::copy(p, p + w, f.values.begin() + static_cast<std::ptrdiff_t>(kept * w));
+      ++kept;
+    }
+    f.values.resize(kept * w);
+    f.recordCount = static_cast<std::int32_t>(kept);
+  }
   ScatterError e = opt.format == SaveFormat::ScatterBinary
                        ? writeBinaryScatter(path, f, kEndDataShort)
                        : writeAsciiScatter(path, asAsciiForm(f));
   if (e != ScatterError::None) return Outcome::failure(kConvOpenOutput);
   if (points) *points = f.recordCount;
-  return Outcome::success();
+  return Outcome::success(left ? "有 " + std::to_string(left) + " 个含空值的点未写出." : "");
 }
 
 Outcome saveTableAs(Database& db, const std::string& table, const std::string& path,
@@ -442,8 +458,7 @@ Outcome convertDataFile(const std::string& source, const std::string& target, Co
 
   LoadedGrid g;
   std::string detail;
-  int st =
-      loadAnyGrid(source, GridPurpose::FormatConvert, ArcOrigin::CellCorner, g, detail, progress);
+  int st = loadAnyGrid(source, GridPurpose::FormatConvert, ArcOrigin::AsNode, g, detail, progress);
   if (st != kGridOk) return gridStatusOutcome(st, detail);
   GridTarget gt = GridTarget::Binary;
   std::string driver;

@@ -8,8 +8,8 @@
 // Tables as scatter files: the numeric fields (Integer, Long, Single, Double) in table order,
 // null cells as -1E+38; binary "#SRNTHSCATB#" with origin "B_FromBase" and the end mark
 // "#ENDDATA", ASCII "#SRNTHSCATA#" with the tag "C_FROMBASE". A scatter file holds floats only:
-// its nulls are always -1E+38, whatever the export's choice for text forms, and every point goes
-// out.
+// its nulls are -1E+38; with "nulls empty" the points that hold a null in any written field are
+// left out (and counted in the outcome's text).
 //
 // Image conversion: any raster GDAL reads to BMP, PNG, JPEG, TIFF or GIF through the drivers'
 // copy creation. Each target is given what its driver takes: 8-bit samples (16-bit kept for PNG
@@ -59,7 +59,7 @@ enum class SaveFormat { Csv, Xlsx, Dbf, ScatterBinary, ScatterAscii };
 
 struct SaveOptions {
   SaveFormat format = SaveFormat::Csv;
-  bool nullsEmpty = false;  // text forms: empty cells; scatter forms keep -1E+38
+  bool nullsEmpty = false;  // text forms: empty cells; scatter forms: points with nulls left out
   char delimiter = ',';
   TextEncoding encoding = TextEncoding::Gbk;
   bool crlf = true;

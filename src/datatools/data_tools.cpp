@@ -67,7 +67,8 @@ Outcome runStatement(Database& db, const std::string& sql, QueryResult& out, std
 
 Outcome saveQueryAsTable(Database& db, const std::string& query, const std::string& newName,
                          Interaction& ui) {
-  if (newName.empty()) return Outcome::failure("请输入新数据表名.");
+  if (std::string why = newNameRefusal(newName, NewNameKind::Table); !why.empty())
+    return Outcome::failure(why);
   try {
     if (!isQuery(db, query)) return Outcome::failure("只有查询语句的结果可以存为数据表.");
   } catch (const StoreError& e) {
@@ -136,8 +137,62 @@ Outcome registerExistingTable(Database& db, const std::string& name) {
   return Outcome::success();
 }
 
+Outcome tablesFromList(Database& db, const std::string& text, std::vector<std::string>& names) {
+  names.clear();
+  std::vector<std::string> registered;
+  try {
+    listRegisteredTables(db, registered);
+  } catch (const StoreError& e) {
+    return Outcome::failure(e.what());
+  }
+  std::vector<std::string> parts;
+  for (std::size_t at = 0;;) {
+    std::size_t c = text.find(',', at);
+    parts.push_back(text.substr(at, c == std::string::npos ? std::string::npos : c - at));
+    if (c == std::string::npos) break;
+    at = c + 1;
+  }
+  // The longest run of items that names a table wins, so "Cu,Pb 结果" stays one name.
+  for (std::size_t i = 0; i < parts.size();) {
+    std::size_t take = 0;
+    std::string name;
+    for (std::size_t j = parts.size(); j > i && take == 0; --j) {
+      std::string candidate = parts[i];
+      for (std::size_t k = i + 1; k < j; ++k) candidate += "," + parts[k];
+      if (db.tableExists(candidate) ||
+          std::find(registered.begin(), registered.end(), candidate) != registered.end()) {
+        take = j - i;
+        name = candidate;
+      }
+    }
+    if (take == 0) {
+      if (parts[i].find_first_not_of(" \t") == std::string::npos) {
+        ++i;  // an empty item between two commas
+        continue;
+      }
+      return Outcome::failure("数据表不存在: " + parts[i]);
+    }
+    names.push_back(name);
+    i += take;
+  }
+  if (names.empty()) return Outcome::failure("请选择数据表.");
+  return Outcome::success();
+}
+
 Outcome removeTables(Database& db, const std::vector<std::string>& names, Interaction& ui) {
   if (names.empty()) return Outcome::failure("请选择数据表.");
+  // A name that is neither a table nor a registry row is said before anything is asked or
+  // removed (a registry row whose table is gone may be removed).
+  std::vector<std::string> registered;
+  try {
+    listRegisteredTables(db, registered);
+  } catch (const StoreError& e) {
+    return Outcome::failure(e.what());
+  }
+  for (const auto& n : names)
+    if (!db.tableExists(n) &&
+        std::find(registered.begin(), registered.end(), n) == registered.end())
+      return Outcome::failure("数据表不存在: " + n);
   if (ui.ask(kTitle, kConfirmRemoveText, Buttons::YesNo, Icon::Question) != Answer::Yes)
     return Outcome::failure("");
   try {

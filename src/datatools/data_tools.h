@@ -41,7 +41,12 @@ Outcome saveQueryAsTable(Database& db, const std::string& query, const std::stri
 std::vector<std::string> unregisteredTables(Database& db);
 // Registers an existing table (origin "WorkClean", "工作区数据整理").
 Outcome registerExistingTable(Database& db, const std::string& name);
-// Asks, then drops the tables and their registry rows; reports "所选数据表已删除。".
+// The tables named by a comma-separated list. A name may hold commas itself: the longest run of
+// items that names an existing table is taken whole. An item that names no table is refused
+// with "数据表不存在: " and the item.
+Outcome tablesFromList(Database& db, const std::string& text, std::vector<std::string>& names);
+// Refuses a name that is not a table; asks, then drops the tables and their registry rows;
+// reports "所选数据表已删除。".
 Outcome removeTables(Database& db, const std::vector<std::string>& names, Interaction& ui);
 // Registry rows whose table is missing.
 std::vector<std::string> orphanRegistryRows(Database& db);

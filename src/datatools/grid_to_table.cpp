@@ -13,10 +13,10 @@ namespace sarnoth {
 Outcome gridToTable(Database& db, const std::string& gridPath, const std::string& tableName,
                     const GridToTableOptions& opt, Interaction& ui, Progress& progress,
                     std::int64_t* rowsOut) {
-  if (tableName.empty()) return Outcome::failure("请输入新数据表名.");
+  if (std::string why = newNameRefusal(tableName, NewNameKind::Table); !why.empty())
+    return Outcome::failure(why);
   GridReadResult r = readGrid(gridPath);
-  if (r.error == GridError::BadMagic) return Outcome::failure(kMsgNotGrid2000);
-  if (!r.ok()) return Outcome::failure(gridStatusText(gridStatusOf(r.error)));
+  if (!r.ok()) return Outcome::failure(gridReadMessage(r.error, kMsgNotGrid2000));
   const GridHeader& h = r.grid.header;
   std::string value = opt.valueField.empty()
                           ? std::filesystem::path(resolvePath(gridPath)).stem().string()

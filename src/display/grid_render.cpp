@@ -5,10 +5,12 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <mutex>
 #include <numbers>
 #include <thread>
 
@@ -38,6 +40,24 @@ void forRowBands(int rows, int threads, F&& f) {
     pool.emplace_back([&f, a, b] { f(a, b); });
   }
   f(0, static_cast<int>(static_cast<long long>(rows) / threads));
+  for (auto& th : pool) th.join();
+}
+
+// Runs f(first, last) over stripes of `stripe` rows taken in turn from a shared counter by
+// `threads` threads (0: both cores), so that the threads finish together whatever each stripe
+// costs. What a stripe computes depends on its rows only.
+template <class F>
+void forRowStripes(int rows, int stripe, int threads, F&& f) {
+  if (threads <= 0) threads = static_cast<int>(std::min(2u, std::thread::hardware_concurrency()));
+  const int stripes = (rows + stripe - 1) / stripe;
+  threads = std::clamp(threads, 1, std::max(1, stripes));
+  std::atomic<int> next{0};
+  auto run = [&] {
+    for (int s; (s = next.fetch_add(1)) < stripes;) f(s * stripe, std::min(rows, (s + 1) * stripe));
+  };
+  std::vector<std::thread> pool;
+  for (int t = 1; t < threads; ++t) pool.emplace_back(run);
+  run();
   for (auto& th : pool) th.join();
 }
 
@@ -398,21 +418,53 @@ struct Gradient {
 };
 
 // The 99th percentile of the slope over the valid nodes, from a regular subsample of at most
-// about a million nodes (the same nodes whatever the threads).
-double steepSlope(const Grid& grid, const Gradient& grad) {
+// about a million nodes (the same nodes whatever the threads, and a percentile does not depend on
+// the order they are gathered in).
+double steepSlope(const Grid& grid, const Gradient& grad, int threads = 0) {
   const GridHeader& h = grid.header;
   const double total = static_cast<double>(h.nx) * h.ny;
   const int step = std::max(1, static_cast<int>(std::ceil(std::sqrt(total / 1e6))));
+  const int sampled = (h.ny + step - 1) / step;
+  std::vector<std::vector<double>> parts((sampled + 63) / 64);
+  forRowStripes(sampled, 64, threads, [&](int k0, int k1) {
+    std::vector<double>& g2 = parts[static_cast<std::size_t>(k0 / 64)];
+    for (int k = k0; k < k1; ++k)
+      for (int c = 0; c < h.nx; c += step) {
+        double gx, gy;
+        if (grad.at(k * step, c, gx, gy)) g2.push_back(gx * gx + gy * gy);
+      }
+  });
   std::vector<double> g2;
-  for (int r = 0; r < h.ny; r += step)
-    for (int c = 0; c < h.nx; c += step) {
-      double gx, gy;
-      if (grad.at(r, c, gx, gy)) g2.push_back(gx * gx + gy * gy);
-    }
+  for (const auto& p : parts) g2.insert(g2.end(), p.begin(), p.end());
   if (g2.empty()) return 0;
   auto at = g2.begin() + static_cast<std::ptrdiff_t>(0.99 * static_cast<double>(g2.size() - 1));
   std::nth_element(g2.begin(), at, g2.end());
   return std::sqrt(*at);
+}
+
+// The light of the relief: the vertical factor and the light direction.
+struct Light {
+  double k, lx, ly, lz;
+};
+
+Light lightFor(const Grid& grid, const Gradient& grad, float elevation, float azimuth,
+               double zFactor, int threads) {
+  double k = zFactor;
+  if (k == 0) {
+    double steep = steepSlope(grid, grad, threads);
+    k = steep > 0 ? 1.0 / steep : 1.0;
+  }
+  double alt = elevation * kDeg, az = azimuth * kDeg;
+  return {k, std::cos(alt) * std::sin(az), std::cos(alt) * std::cos(az), std::sin(alt)};
+}
+
+// The shade of node (r, c), -1 where the node has no gradient.
+inline float shadeAt(const Gradient& grad, const Light& l, int r, int c) {
+  double gx, gy;
+  if (!grad.at(r, c, gx, gy)) return -1.0f;
+  gx *= l.k, gy *= l.k;
+  double i = (l.lz - gx * l.lx - gy * l.ly) / std::sqrt(1 + gx * gx + gy * gy);
+  return static_cast<float>(std::max(0.0, i));
 }
 
 std::vector<float> shadeNodes(const Grid& grid, float elevation, float azimuth, double zFactor,
@@ -422,23 +474,12 @@ std::vector<float> shadeNodes(const Grid& grid, float elevation, float azimuth, 
   double a = grid.header.angle * kDeg;
   Gradient grad{grid, nulls, std::cos(a), std::sin(a)};
   if (unrotated(h.angle)) grad.cosA = 1, grad.sinA = 0;
-  double k = zFactor;
-  if (k == 0) {
-    double steep = steepSlope(grid, grad);
-    k = steep > 0 ? 1.0 / steep : 1.0;
-  }
-  double alt = elevation * kDeg, az = azimuth * kDeg;
-  double lx = std::cos(alt) * std::sin(az), ly = std::cos(alt) * std::cos(az), lz = std::sin(alt);
+  const Light light = lightFor(grid, grad, elevation, azimuth, zFactor, threads);
   std::vector<float> out(grid.nodes.size(), -1.0f);
-  forRowBands(h.ny, threads, [&](int r0, int r1) {
+  forRowStripes(h.ny, 32, threads, [&](int r0, int r1) {
     for (int r = r0; r < r1; ++r)
-      for (int c = 0; c < h.nx; ++c) {
-        double gx, gy;
-        if (!grad.at(r, c, gx, gy)) continue;
-        gx *= k, gy *= k;
-        double i = (lz - gx * lx - gy * ly) / std::sqrt(1 + gx * gx + gy * gy);
-        out[static_cast<std::size_t>(r) * h.nx + c] = static_cast<float>(std::max(0.0, i));
-      }
+      for (int c = 0; c < h.nx; ++c)
+        out[static_cast<std::size_t>(r) * h.nx + c] = shadeAt(grad, light, r, c);
   });
   return out;
 }
@@ -476,13 +517,30 @@ RenderResult renderRelief(const Grid& grid, std::span<const Rgb> colours, Rgb ba
     r.error = "image width out of range";
     return r;
   }
+  const GridHeader& h = grid.header;
   Sampler sampler(grid, p.upper);
+  // The range of the data, stripe by stripe on both cores (a minimum and a maximum do not depend
+  // on the order).
   float lo = INFINITY, hi = -INFINITY;
-  for (float v : grid.nodes)
-    if (!sampler.isNull(v)) lo = std::min(lo, v), hi = std::max(hi, v);
-  std::vector<float> shade = shadeNodes(grid, p.elevation, p.azimuth, p.zFactor, p.upper, threads);
+  {
+    std::mutex m;
+    forRowStripes(h.ny, 256, threads, [&](int r0, int r1) {
+      float l = INFINITY, u = -INFINITY;
+      const float* z = grid.nodes.data() + static_cast<std::size_t>(r0) * h.nx;
+      const float* e = grid.nodes.data() + static_cast<std::size_t>(r1) * h.nx;
+      for (; z < e; ++z)
+        if (!sampler.isNull(*z)) l = std::min(l, *z), u = std::max(u, *z);
+      std::lock_guard lock(m);
+      lo = std::min(lo, l), hi = std::max(hi, u);
+    });
+  }
+  double a = h.angle * kDeg;
+  Gradient grad{grid, sampler, std::cos(a), std::sin(a)};
+  const bool straight = unrotated(h.angle);
+  if (straight) grad.cosA = 1, grad.sinA = 0;
+  const Light light = lightFor(grid, grad, p.elevation, p.azimuth, p.zFactor, threads);
 
-  // Colours washed toward white by the saturation.
+  // Colours washed toward white by the saturation: one table, looked up by the level of a pixel.
   double sat = std::clamp(static_cast<double>(p.saturation), 0.0, 100.0) / 100.0;
   std::vector<std::array<float, 3>> washed(colours.size());
   for (std::size_t i = 0; i < colours.size(); ++i) {
@@ -501,27 +559,55 @@ RenderResult renderRelief(const Grid& grid, std::span<const Rgb> colours, Rgb ba
   std::size_t np = static_cast<std::size_t>(f.width) * f.height;
   img.pixels.assign(3 * np, 0);
   img.mask.assign(np, 0);
-  for (std::size_t q = 0; q < np; ++q)
-    img.pixels[3 * q] = background.r, img.pixels[3 * q + 1] = background.g,
-                   img.pixels[3 * q + 2] = background.b;
-  PixelSampler pixels(sampler, grid.header, f);
+  PixelSampler pixels(sampler, h, f);
   const float* z = grid.nodes.data();
-  const float* sh = shade.data();
-  forRowBands(f.height, threads, [&](int j0, int j1) {
+  // A rotated mesh samples anywhere: its shade is made for the whole grid first. An upright one
+  // is drawn in stripes of pixel rows, each shading just the node rows its pixels sample, so no
+  // grid-sized buffer of shades is ever held.
+  std::vector<float> wholeShade;
+  if (!straight) wholeShade = shadeNodes(grid, p.elevation, p.azimuth, p.zFactor, p.upper, threads);
+  const PixelToMesh mesh = pixelToMesh(h, f);
+  forRowStripes(f.height, 64, threads, [&](int j0, int j1) {
+    std::vector<float> local;
+    const float* sh = wholeShade.data();
+    std::size_t base = 0;  // the node index of local[0]
+    if (straight) {
+      // The node rows of this stripe's samples, and their shades.
+      int rowLo = h.ny, rowHi = -1;
+      for (int j = j0; j < j1; ++j) {
+        const Sampler::Axis row = Sampler::axis(mesh.v0 + j * mesh.vj, h.ny);
+        if (!row.inside) continue;
+        rowLo = std::min({rowLo, row.lo, row.nearest});
+        rowHi = std::max({rowHi, row.hi, row.nearest});
+      }
+      if (rowHi >= rowLo) {
+        local.assign(static_cast<std::size_t>(rowHi - rowLo + 1) * h.nx, -1.0f);
+        for (int rr = rowLo; rr <= rowHi; ++rr)
+          for (int c = 0; c < h.nx; ++c)
+            local[static_cast<std::size_t>(rr - rowLo) * h.nx + c] = shadeAt(grad, light, rr, c);
+        sh = local.data();
+        base = static_cast<std::size_t>(rowLo) * h.nx;
+      }
+    }
     for (int j = j0; j < j1; ++j) {
       std::uint8_t* px = img.pixels.data() + 3 * static_cast<std::size_t>(j) * f.width;
       std::uint8_t* mk = img.mask.data() + static_cast<std::size_t>(j) * f.width;
       for (int i = 0; i < f.width; ++i) {
         Sample s = pixels.at(i, j);
-        if (s.kind == 0) continue;
+        if (s.kind == 0) {
+          px[3 * i] = background.r, px[3 * i + 1] = background.g, px[3 * i + 2] = background.b;
+          continue;
+        }
         double v = Sampler::value(s, z);
-        float light = std::clamp(Sampler::value(s, sh), 0.0f, 1.0f);
+        Sample t = s;  // the same sample in the stripe's shades
+        for (std::size_t& x : t.idx) x -= base;
+        float lit = std::clamp(Sampler::value(t, sh), 0.0f, 1.0f);
         int k = scale > 0 ? static_cast<int>((v - lo) * scale) : n / 2;
         k = std::clamp(k, 0, n - 1);
         const auto& c = washed[static_cast<std::size_t>(k)];
-        px[3 * i] = static_cast<std::uint8_t>(c[0] * light + 0.5f);
-        px[3 * i + 1] = static_cast<std::uint8_t>(c[1] * light + 0.5f);
-        px[3 * i + 2] = static_cast<std::uint8_t>(c[2] * light + 0.5f);
+        px[3 * i] = static_cast<std::uint8_t>(c[0] * lit + 0.5f);
+        px[3 * i + 1] = static_cast<std::uint8_t>(c[1] * lit + 0.5f);
+        px[3 * i + 2] = static_cast<std::uint8_t>(c[2] * lit + 0.5f);
         mk[i] = 1;
       }
     }
@@ -542,14 +628,17 @@ void put32(std::string& s, std::size_t at, std::uint32_t v) {
 }
 }  // namespace
 
-std::string encodeBmp(const Image& img) {
+namespace {
+
+// The 14 + 40 header bytes and the palette of a bottom-up BMP of `img`.
+std::string encodeBmpHeader(const Image& img) {
   const int w = img.width(), h = img.height();
   const int bpp = img.indexed ? 8 : 24;
   const std::size_t stride = (static_cast<std::size_t>(w) * (bpp / 8) + 3) / 4 * 4;
   const std::size_t paletteBytes = img.indexed ? 4 * img.palette.size() : 0;
   const std::size_t offBits = 14 + 40 + paletteBytes;
   const std::size_t total = offBits + stride * h;
-  std::string out(total, '\0');
+  std::string out(offBits, '\0');
   out[0] = 'B', out[1] = 'M';
   put32(out, 2, static_cast<std::uint32_t>(total));
   put32(out, 10, static_cast<std::uint32_t>(offBits));
@@ -572,29 +661,57 @@ std::string encodeBmp(const Image& img) {
       out[at++] = static_cast<char>(c.r);
       out[at++] = 0;
     }
-  for (int row = 0; row < h; ++row) {
-    const int src = h - 1 - row;  // bottom row first
-    char* dst = out.data() + offBits + stride * row;
-    if (img.indexed) {
-      std::memcpy(dst, img.pixels.data() + static_cast<std::size_t>(src) * w, w);
-    } else {
-      const std::uint8_t* p = img.pixels.data() + 3 * static_cast<std::size_t>(src) * w;
-      for (int i = 0; i < w; ++i) {
-        dst[3 * i] = static_cast<char>(p[3 * i + 2]);
-        dst[3 * i + 1] = static_cast<char>(p[3 * i + 1]);
-        dst[3 * i + 2] = static_cast<char>(p[3 * i]);
-      }
-    }
+  return out;
+}
+
+// Image row `src` (top row 0) as BMP bytes into `dst` (padding left as it is).
+void encodeBmpRow(const Image& img, int src, char* dst) {
+  const int w = img.width();
+  if (img.indexed) {
+    std::memcpy(dst, img.pixels.data() + static_cast<std::size_t>(src) * w, w);
+    return;
   }
+  const std::uint8_t* p = img.pixels.data() + 3 * static_cast<std::size_t>(src) * w;
+  for (int i = 0; i < w; ++i) {
+    dst[3 * i] = static_cast<char>(p[3 * i + 2]);
+    dst[3 * i + 1] = static_cast<char>(p[3 * i + 1]);
+    dst[3 * i + 2] = static_cast<char>(p[3 * i]);
+  }
+}
+
+}  // namespace
+
+std::string encodeBmp(const Image& img) {
+  const int w = img.width(), h = img.height();
+  const int bpp = img.indexed ? 8 : 24;
+  const std::size_t stride = (static_cast<std::size_t>(w) * (bpp / 8) + 3) / 4 * 4;
+  std::string out = encodeBmpHeader(img);
+  const std::size_t offBits = out.size();
+  out.resize(offBits + stride * h, '\0');
+  for (int row = 0; row < h; ++row)
+    encodeBmpRow(img, h - 1 - row, out.data() + offBits + stride * row);  // bottom row first
   return out;
 }
 
 bool writeBmp(const std::string& path, const Image& img) {
   if (img.width() < 1 || img.height() < 1) return false;
-  std::string bytes = encodeBmp(img);
+  // The header and palette as encodeBmp makes them, then the rows a few at a time: the file is
+  // never held whole beside the image.
+  const int w = img.width(), hgt = img.height();
+  const int bpp = img.indexed ? 8 : 24;
+  const std::size_t stride = (static_cast<std::size_t>(w) * (bpp / 8) + 3) / 4 * 4;
+  std::string top = encodeBmpHeader(img);
   std::ofstream f(resolvePath(path), std::ios::binary | std::ios::trunc);
   if (!f) return false;
-  f.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  f.write(top.data(), static_cast<std::streamsize>(top.size()));
+  constexpr int kRowsAtOnce = 64;
+  std::string rows(stride * kRowsAtOnce, '\0');
+  for (int row0 = 0; row0 < hgt && f; row0 += kRowsAtOnce) {
+    const int count = std::min(kRowsAtOnce, hgt - row0);
+    for (int k = 0; k < count; ++k)
+      encodeBmpRow(img, hgt - 1 - (row0 + k), rows.data() + stride * k);  // bottom row first
+    f.write(rows.data(), static_cast<std::streamsize>(stride * count));
+  }
   return static_cast<bool>(f);
 }
 
@@ -715,6 +832,49 @@ std::string colourBarLabel(float v, int decimals) {
   return buf;
 }
 
+std::vector<std::string> colourBarLabels(std::span<const float> values, int decimals) {
+  std::vector<std::string> out;
+  out.reserve(values.size());
+  if (decimals >= 1 && decimals <= 4) {
+    for (float v : values) out.push_back(formatLevelValue(v, decimals));
+    return out;
+  }
+  double largest = 0, smallestNonZero = HUGE_VAL, step = HUGE_VAL;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const double v = std::fabs(static_cast<double>(values[i]));
+    if (!std::isfinite(v)) continue;
+    largest = std::max(largest, v);
+    if (v > 0) smallestNonZero = std::min(smallestNonZero, v);
+    if (i > 0) {
+      const double d = std::fabs(static_cast<double>(values[i]) - values[i - 1]);
+      if (d > 0 && std::isfinite(d)) step = std::min(step, d);
+    }
+  }
+  char buf[48];
+  const bool scientific = largest >= 1e7 || (largest > 0 && largest < 1e-4);
+  if (scientific) {
+    // Mantissa digits enough for the step relative to the largest value, 1 to 6.
+    int digits = 2;
+    if (std::isfinite(step) && largest > 0)
+      digits = std::clamp(static_cast<int>(std::ceil(std::log10(largest / step))) + 1, 1, 6);
+    for (float v : values) {
+      std::snprintf(buf, sizeof buf, "%.*E", digits - 1, static_cast<double>(v));
+      out.push_back(buf);
+    }
+    return out;
+  }
+  int places = 0;
+  if (std::isfinite(step))
+    places = std::clamp(static_cast<int>(std::ceil(-std::log10(step))) + 1, 0, 6);
+  else if (std::isfinite(smallestNonZero) && smallestNonZero < 1)
+    places = std::clamp(static_cast<int>(std::ceil(-std::log10(smallestNonZero))) + 1, 0, 6);
+  for (float v : values) {
+    std::snprintf(buf, sizeof buf, "%.*f", places, static_cast<double>(v));
+    out.push_back(buf);
+  }
+  return out;
+}
+
 Image withColourBar(const Image& img, std::span<const ColourBarEntry> entries, int decimals) {
   const int w0 = img.width(), h = img.height();
   const int n = static_cast<int>(entries.size());
@@ -722,12 +882,11 @@ Image withColourBar(const Image& img, std::span<const ColourBarEntry> entries, i
   const int s = std::max(1, h / 360);  // font scale
   const int glyphW = 6 * s, glyphH = 7 * s;
   const int margin = 8 * s, swatchW = 18 * s, gap = 4 * s;
-  std::vector<std::string> labels;
+  std::vector<float> values;
+  for (const auto& e : entries) values.push_back(e.value);
+  const std::vector<std::string> labels = colourBarLabels(values, decimals);
   std::size_t longest = 0;
-  for (const auto& e : entries) {
-    labels.push_back(colourBarLabel(e.value, decimals));
-    longest = std::max(longest, labels.back().size());
-  }
+  for (const auto& l : labels) longest = std::max(longest, l.size());
   const int barW = margin + swatchW + gap + static_cast<int>(longest) * glyphW + margin;
   Image out;
   out.frame = img.frame;

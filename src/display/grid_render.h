@@ -141,5 +141,11 @@ struct ColourBarEntry {
 Image withColourBar(const Image& img, std::span<const ColourBarEntry> entries, int decimals);
 // The text of a bar label: `decimals` 1 to 4 as the level list shows, else a short form.
 std::string colourBarLabel(float v, int decimals);
+// The labels of a whole bar in one format. `decimals` 1 to 4: fixed with that many decimals, as
+// the level list shows them. Otherwise the format follows the values: fixed with enough
+// decimals to show the smallest step between neighbouring labels to two significant digits (at
+// most 6), or, for values of 1E+7 and above or below 1E-4, scientific with a common mantissa
+// precision. So one bar never mixes 106.18, 99.348 and 7.1414.
+std::vector<std::string> colourBarLabels(std::span<const float> values, int decimals);
 
 }  // namespace sarnoth::display

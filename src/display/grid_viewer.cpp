@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 
@@ -54,9 +55,9 @@ std::string refusal(const ViewRequest& req) {
 }  // namespace
 
 std::optional<GridHeader> openViewerGrid(const std::string& path, std::string& message) {
-  GridReadResult r = readGridHeader(path);
+  GridReadResult r = readGridHeader(path, true);
   if (!r.ok()) {
-    message = kMsgNotGrid;
+    message = gridReadMessage(r.error, kMsgNotGrid);
     return std::nullopt;
   }
   return r.grid.header;
@@ -199,12 +200,62 @@ std::vector<ColourBarEntry> colourBarEntries(const ViewRequest& req, const Grid&
   return e;
 }
 
+std::optional<float> gridValueAt(const Grid& grid, double x, double y) {
+  const GridHeader& h = grid.header;
+  if (h.nx < 1 || h.ny < 1 || !gridSpacingValid(h.dx, h.dy) ||
+      grid.nodes.size() < static_cast<std::size_t>(h.nx) * h.ny)
+    return std::nullopt;
+  const double c = std::floor((x - h.x0) / h.dx + 0.5), r = std::floor((y - h.y0) / h.dy + 0.5);
+  if (!(c >= 0 && c < h.nx && r >= 0 && r < h.ny)) return std::nullopt;
+  const float v = grid.at(static_cast<int>(r), static_cast<int>(c));
+  if (isGridNull(h, v)) return std::nullopt;
+  return v;
+}
+
+std::string cursorText(const Grid& grid, double x, double y) {
+  char buf[96];
+  std::snprintf(buf, sizeof buf, "X: %.2f   Y: %.2f", x, y);
+  std::string text = buf;
+  const GridHeader& h = grid.header;
+  const double c = (x - h.x0) / h.dx, r = (y - h.y0) / h.dy;
+  const bool inside =
+      h.dx > 0 && h.dy > 0 && c > -0.5 && c < h.nx - 0.5 && r > -0.5 && r < h.ny - 0.5;
+  if (!inside) return text;
+  if (std::optional<float> v = gridValueAt(grid, x, y)) {
+    std::snprintf(buf, sizeof buf, "   值: %.7g", static_cast<double>(*v));
+    text += buf;
+  } else {
+    text += "   值: 空值";
+  }
+  return text;
+}
+
+ScaleBar scaleBarFor(double unitsPerPixel, int targetPixels) {
+  ScaleBar bar;
+  if (!(unitsPerPixel > 0) || !std::isfinite(unitsPerPixel) || targetPixels < 1) return bar;
+  const double want = unitsPerPixel * targetPixels;
+  const double p = std::pow(10.0, std::floor(std::log10(want)));
+  double length = p;
+  for (double m : {1.0, 2.0, 5.0, 10.0})
+    if (m * p <= want * 1.0000001) length = m * p;
+  bar.length = length;
+  bar.pixels = static_cast<int>(std::lround(length / unitsPerPixel));
+  char buf[48];
+  if (length >= 1e6 || length < 1e-3)
+    std::snprintf(buf, sizeof buf, "%.0E", length);
+  else
+    std::snprintf(buf, sizeof buf, "%.*f",
+                  length >= 1 ? 0 : static_cast<int>(std::ceil(-std::log10(length))), length);
+  bar.label = buf;
+  return bar;
+}
+
 Outcome exportView(const ViewRequest& req, const std::string& path, bool withBar, int decimals,
                    const SysColourTable& table) {
   std::string format = imageFormatFor(path);
   if (format.empty() || format == "BMP") return Outcome::failure("PNG (*.png) / GeoTIFF (*.tif)");
   GridReadResult g = readGrid(req.gridFile);
-  if (!g.ok()) return Outcome::failure(kMsgNotGrid);
+  if (!g.ok()) return Outcome::failure(gridReadMessage(g.error, kMsgNotGrid));
   RenderResult r = renderView(req, g.grid, table);
   if (!r.ok) return Outcome::failure(r.error.empty() ? kMsgCreateFailed : r.error);
   Image img = std::move(r.image);

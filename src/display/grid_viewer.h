@@ -91,6 +91,23 @@ RenderResult renderView(const ViewRequest& req, const Grid& grid, const SysColou
 // The colour bar's entries: the levels, or for relief the colours over the data range.
 std::vector<ColourBarEntry> colourBarEntries(const ViewRequest& req, const Grid& grid,
                                              const SysColourTable& colours);
+// The value of the node nearest to the map point (x, y): nothing outside the grid's cells (half a
+// spacing beyond the outer nodes) or on a null node. The mesh is taken unrotated, as the image
+// is drawn.
+std::optional<float> gridValueAt(const Grid& grid, double x, double y);
+// The status line of the viewer for a point on the map: "X: 431250.50   Y: 3712300.25   值:
+// 12.345" (the value with 7 significant digits, "空值" on a null node, nothing beyond the grid).
+std::string cursorText(const Grid& grid, double x, double y);
+
+// A scale bar: a round length in map units (1, 2 or 5 times a power of ten) that spans about
+// `targetPixels` screen pixels at `unitsPerPixel`, its length in pixels, and its label.
+struct ScaleBar {
+  double length = 0;
+  int pixels = 0;
+  std::string label;
+};
+ScaleBar scaleBarFor(double unitsPerPixel, int targetPixels = 100);
+
 // Export of the shown image to PNG (with the colour bar beside it when `withBar`) or GeoTIFF
 // (the bare image, georeferenced). The format follows the file's extension.
 Outcome exportView(const ViewRequest& req, const std::string& path, bool withBar, int decimals,

@@ -3,7 +3,9 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -11,8 +13,12 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <mutex>
+#include <set>
+#include <thread>
 
 #include "closed/fractal_proc.h"
+#include "prep/parallel_rows.h"
 #include "workarea/path_resolver.h"
 #include "workarea/work_area.h"
 
@@ -42,6 +48,40 @@ const std::vector<std::string>& driftCaptions() {
 const std::vector<std::string>& sectorCaptions() {
   static const std::vector<std::string> v{"4", "8", "16", "32"};
   return v;
+}
+
+std::optional<float> methodDefaultParameter(GridMethod m) {
+  switch (m) {
+    case GridMethod::InverseDistance:
+      return 2.0f;
+    case GridMethod::Exponential:
+      return 5.0f;
+    case GridMethod::Kriging:
+      return 6.0f;
+    default:
+      return std::nullopt;
+  }
+}
+
+std::optional<std::vector<float>> parseKrigingParams(const std::string& text) {
+  std::vector<float> out;
+  if (text.find_first_not_of(" \t") == std::string::npos) return out;
+  std::size_t at = 0;
+  for (;;) {
+    std::size_t comma = text.find(',', at);
+    std::string item = text.substr(at, comma == std::string::npos ? std::string::npos : comma - at);
+    // An item is a whole number text, blanks around it allowed; "abc", "" and "2x" are not.
+    std::size_t b = item.find_first_not_of(" \t"), e = item.find_last_not_of(" \t");
+    if (b == std::string::npos) return std::nullopt;
+    item = item.substr(b, e - b + 1);
+    char* end = nullptr;
+    float v = std::strtof(item.c_str(), &end);
+    if (end == item.c_str() || *end != '\0' || !std::isfinite(v)) return std::nullopt;
+    out.push_back(v);
+    if (comma == std::string::npos) break;
+    at = comma + 1;
+  }
+  return out;
 }
 
 void GriddingSettings::onMethodSelected(GridMethod m) {
@@ -189,19 +229,21 @@ FieldChoice chooseGridFields(const std::vector<FieldDef>& fields) {
 
 TablePointSource::TablePointSource(Database& db, const std::string& table, const std::string& x,
                                    const std::string& y, const std::string& v)
-    : db_(db), table_(table) {
-  cursor_ = db.query("Select " + bracket(x) + "," + bracket(y) + "," + bracket(v) + " From " +
-                     bracket(table));
-}
+    : reader_(std::make_unique<TableReader>(db, table, std::vector<std::string>{x, y, v})) {}
 
-std::int64_t TablePointSource::count() { return db_.rowCount(table_); }
+TablePointSource::TablePointSource(const std::string& storePath, const std::string& table,
+                                   const std::string& x, const std::string& y, const std::string& v)
+    : reader_(std::make_unique<TableReader>(storePath, table, std::vector<std::string>{x, y, v})) {}
 
-bool TablePointSource::next(ScatterPoint& p) {
-  if (!cursor_.next()) return false;
-  p.x = cursor_.isNull(0) ? NULL_VALUE : cursor_.getFloat(0);
-  p.y = cursor_.isNull(1) ? NULL_VALUE : cursor_.getFloat(1);
-  p.v = cursor_.isNull(2) ? NULL_VALUE : cursor_.getFloat(2);
-  return true;
+TablePointSource::~TablePointSource() = default;
+
+std::int64_t TablePointSource::count() { return reader_->rowCount(); }
+
+bool TablePointSource::next(ScatterPoint& p) { return nextBlock(&p, 1) == 1; }
+
+std::size_t TablePointSource::nextBlock(ScatterPoint* out, std::size_t max) {
+  static_assert(sizeof(ScatterPoint) == 3 * sizeof(float));
+  return reader_->readFloats(reinterpret_cast<float*>(out), max);
 }
 
 // ---- the sector rule of the azimuth search
@@ -323,55 +365,277 @@ float divide(float a, float b) {
   return a / b;
 }
 
-constexpr std::int64_t kPumpEvery = 8192;
-
-void stepProgress(Progress& progress, std::int64_t i) {
-  if ((i & (kPumpEvery - 1)) == 0) {
-    progress.setValue(i);
-    progress.pump();
+// A run shows its progress and lets window events through every 100 ms at least, on a table
+// of any size; the clock is looked at every few records, not on each. A pump that answers
+// "stop" ends the run without a message.
+class Pacer {
+ public:
+  static constexpr std::chrono::milliseconds kInterval{100};
+  explicit Pacer(Progress& progress) : progress_(progress), last_(Clock::now()) {}
+  void tick(std::int64_t value) {
+    const Clock::time_point now = Clock::now();
+    if (now - last_ < kInterval) return;
+    progress_.setValue(value);
+    if (!progress_.pump()) throw RunFailure{{}};
+    last_ = Clock::now();
   }
+  // The same for the worker threads' watcher: false when the user asked to stop.
+  bool watch(std::int64_t value) {
+    progress_.setValue(value);
+    return progress_.pump();
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  Progress& progress_;
+  Clock::time_point last_;
+};
+
+// ---- the point-driven accumulation, on row bands of nodes
+//
+// Each worker thread owns a band of node rows and visits every record, in table order, for the
+// nodes of its band only: a node is written by one thread and sees the records in table order,
+// so its sums are accumulated in the same order as on one thread and the grid is the same bit
+// for bit. The reading thread reads the next block of records while the workers scatter the
+// last one, and keeps the progress and the window alive meanwhile.
+//
+// A record may end its scattering early, at the node where it lands exactly (nearest point,
+// inverse distance) or at a node locked by an earlier exact hit (azimuth search); the nodes
+// after that one, in row-by-row order, never see it. A band cannot know what happened in the
+// bands before it, so the reading thread works out, in record order, the node where each record
+// ends (`stop`), and every band leaves out the nodes beyond it.
+
+constexpr std::size_t kNoStop = SIZE_MAX;
+constexpr std::size_t kBlockRecords = 32768;
+
+// A record as the workers take it: its value capped, its position reduced to the grid origin,
+// its search window clipped to the grid, worked out once on the reading thread. A skipped
+// record (a null value) has an empty window.
+struct Prepared {
+  float x, y, v;
+  std::int32_t rowLo, rowHi, colLo, colHi;
+  bool skipped() const { return rowLo > rowHi || colLo > colHi; }
+  Window window() const { return {rowLo, rowHi, colLo, colHi}; }
+};
+
+Prepared preparedRecord(float x, float y, float v, float rx, float ry, const GridGeometry& g) {
+  const Window w = searchWindow(x, y, rx, ry, g);
+  return {x,
+          y,
+          v,
+          static_cast<std::int32_t>(w.rowLo),
+          static_cast<std::int32_t>(w.rowHi),
+          static_cast<std::int32_t>(w.colLo),
+          static_cast<std::int32_t>(w.colHi)};
 }
 
-// Feeds the records to `visit` in table order. Records are read in blocks, and `ahead` sees each
-// record a few places before `visit` does, so that the nodes of its window are already on their
-// way into the cache: with points in no spatial order the accumulation is bound by memory.
-template <class Ahead, class Visit>
-void streamRecords(PointSource& points, Progress& progress, Ahead&& ahead, Visit&& visit) {
-  constexpr std::size_t kBlock = 4096, kAhead = 6;
-  std::vector<ScatterPoint> block(kBlock);
-  std::int64_t rec = 0;
-  for (;;) {
-    std::size_t m = 0;
-    while (m < kBlock && points.next(block[m])) ++m;
-    for (std::size_t i = 0; i < std::min(kAhead, m); ++i) ahead(block[i]);
-    for (std::size_t i = 0; i < m; ++i) {
-      if (i + kAhead < m) ahead(block[i + kAhead]);
-      stepProgress(progress, rec++);
-      visit(block[i]);
+constexpr Prepared kSkipped{0, 0, 0, 1, 0, 1, 0};
+
+struct RecordBlock {
+  std::vector<ScatterPoint> points;
+  std::vector<Prepared> records;
+  std::vector<std::size_t> stop;  // per record: the node where its scattering ends, or kNoStop
+  std::size_t count = 0;
+};
+
+// The square of a reduced offset is zero only within about 3E-23 of a node, so with spacings far
+// above that at most one row and one column can hold an exact hit; below it the run keeps to one
+// band, where every early end happens in place.
+constexpr float kExactHitSpacing = 1e-18f;
+
+// The node (linear index) in a point's window where d is exactly 0 and the region test passes,
+// in the single arithmetic of the node loops; kNoStop when there is none.
+std::size_t exactHitNode(float x, float y, const Window& w, const GridGeometry& g, float rx,
+                         float ry, bool circle) {
+  long hitR = -1, hitC = -1;
+  const double rq = std::floor(static_cast<double>(y) / g.dy);
+  for (long r = std::max(w.rowLo, static_cast<long>(rq) - 1);
+       r <= std::min(w.rowHi, static_cast<long>(rq) + 2); ++r) {
+    const float ay = std::fabs(y - static_cast<float>(r) * g.dy);
+    if (ay * ay == 0) {
+      hitR = r;
+      break;
     }
-    if (m < kBlock) break;
   }
+  if (hitR < 0) return kNoStop;
+  const double cq = std::floor(static_cast<double>(x) / g.dx);
+  for (long c = std::max(w.colLo, static_cast<long>(cq) - 1);
+       c <= std::min(w.colHi, static_cast<long>(cq) + 2); ++c) {
+    const float ax = std::fabs(x - static_cast<float>(c) * g.dx);
+    if (ax * ax == 0) {
+      hitC = c;
+      break;
+    }
+  }
+  if (hitC < 0) return kNoStop;
+  const float ax = std::fabs(x - static_cast<float>(hitC) * g.dx);
+  const float ay = std::fabs(y - static_cast<float>(hitR) * g.dy);
+  const float d = std::sqrt(ax * ax + ay * ay);
+  if (circle ? !(d <= rx) : !(ax <= rx && ay <= ry)) return kNoStop;
+  return static_cast<std::size_t>(hitR) * static_cast<std::size_t>(g.columns) +
+         static_cast<std::size_t>(hitC);
 }
 
-// Touches the cache lines of the window rows of a point in an array of `bytesPerNode` per node.
-// A point whose window cannot be formed is left to the run to report.
-void prefetchWindow(const ScatterPoint& p, const GridGeometry& g, float rx, float ry,
-                    const void* base, std::size_t bytesPerNode) {
-  const float x = p.x - g.xLeft, y = p.y - g.yBottom;
-  const double r0 = std::trunc(static_cast<double>((y - ry) / g.dy) + 0.99);
-  const double r1 = std::trunc(static_cast<double>((y + ry) / g.dy));
-  const double c0 = std::trunc(static_cast<double>((x - rx) / g.dx) + 0.99);
-  const double c1 = std::trunc(static_cast<double>((x + rx) / g.dx));
-  if (!(r1 >= 0 && c1 >= 0 && r0 < g.rows && c0 < g.columns)) return;
-  const long rl = std::max(0L, static_cast<long>(r0)), rh = std::min<long>(g.rows - 1, r1);
-  const long cl = std::max(0L, static_cast<long>(c0)), ch = std::min<long>(g.columns - 1, c1);
+// The bands of a run: `requested` threads (0: one per core), at least 16 rows a band; one band
+// when the spacing is too fine to tell exact hits apart.
+int bandCount(const GridGeometry& g, int requested) {
+  if (g.dx < kExactHitSpacing || g.dy < kExactHitSpacing) return 1;
+  return detail::rowThreads(g.rows, requested, 16);
+}
+
+// Runs the records of `points` through visit(record, stop, rowBegin, rowEnd) on `bands` workers.
+// prepare(point) makes the record (value, position, window) and, when there are several bands,
+// stopOf(record) the node where it ends; both on the reading thread, in record order.
+// ahead(record, rowBegin, rowEnd) is called a few records before visit, to bring the nodes of
+// the record's window into the cache.
+template <class Prepare, class StopOf, class Ahead, class Visit>
+void scatterRecords(PointSource& points, const GridGeometry& g, int bands, Progress& progress,
+                    Prepare&& prepare, StopOf&& stopOf, Ahead&& ahead, Visit&& visit) {
+  constexpr std::size_t kAhead = 12;
+  RecordBlock blocks[2];
+  for (auto& b : blocks) {
+    b.points.resize(kBlockRecords);
+    b.records.resize(kBlockRecords);
+    b.stop.assign(kBlockRecords, kNoStop);
+  }
+  std::mutex m;
+  std::condition_variable cv;
+  long published = -1;  // the last block handed to the workers; guarded by m
+  bool finished = false, stopping = false;
+  std::atomic<bool> abandon{false};  // set with stopping: workers leave the block they are in
+  int doneWorkers = 0;  // workers done with the block `published`
+  std::exception_ptr failure;
+  // Records each worker has scattered, for the progress: the slowest band is where the run is.
+  std::vector<std::atomic<std::int64_t>> scattered(static_cast<std::size_t>(bands));
+  for (auto& a : scattered) a.store(0, std::memory_order_relaxed);
+  auto progressValue = [&] {
+    std::int64_t v = INT64_MAX;
+    for (const auto& a : scattered) v = std::min(v, a.load(std::memory_order_relaxed));
+    return v;
+  };
+
+  auto worker = [&](int band) {
+    const long rowBegin = static_cast<long>(static_cast<long long>(g.rows) * band / bands);
+    const long rowEnd = static_cast<long>(static_cast<long long>(g.rows) * (band + 1) / bands);
+    long seen = -1;
+    for (;;) {
+      {
+        std::unique_lock lock(m);
+        cv.wait(lock, [&] { return stopping || published > seen || finished; });
+        if (stopping || published == seen) return;
+        seen = published;
+      }
+      try {
+        const RecordBlock& b = blocks[seen % 2];
+        const std::size_t n = b.count;
+        for (std::size_t i = 0; i < std::min(kAhead, n); ++i) ahead(b.records[i], rowBegin, rowEnd);
+        std::atomic<std::int64_t>& mine = scattered[static_cast<std::size_t>(band)];
+        const std::int64_t base = mine.load(std::memory_order_relaxed);
+        for (std::size_t i = 0; i < n; ++i) {
+          if ((i & 255) == 255 && abandon.load(std::memory_order_relaxed)) return;
+          if (i + kAhead < n) ahead(b.records[i + kAhead], rowBegin, rowEnd);
+          const Prepared& r = b.records[i];
+          // Most records lie in another band: one test and on.
+          if (r.skipped() || r.rowHi < rowBegin || r.rowLo >= rowEnd) continue;
+          visit(r, b.stop[i], rowBegin, rowEnd);
+          if ((i & 63) == 63)
+            mine.store(base + static_cast<std::int64_t>(i) + 1, std::memory_order_relaxed);
+        }
+        mine.store(base + static_cast<std::int64_t>(n), std::memory_order_relaxed);
+      } catch (...) {
+        std::lock_guard lock(m);
+        if (!failure) failure = std::current_exception();
+        stopping = true;
+        cv.notify_all();
+        return;
+      }
+      std::lock_guard lock(m);
+      ++doneWorkers;
+      cv.notify_all();
+    }
+  };
+
+  std::vector<std::thread> pool;
+  pool.reserve(static_cast<std::size_t>(bands));
+  for (int t = 0; t < bands; ++t) pool.emplace_back(worker, t);
+  auto halt = [&] {
+    abandon = true;
+    {
+      std::lock_guard lock(m);
+      stopping = true;
+    }
+    cv.notify_all();
+    for (auto& th : pool) th.join();
+  };
+
+  Pacer pacer(progress);
+  try {
+    for (long k = 0;; ++k) {
+      // Read block k while the workers scatter block k − 1 (block k − 2, the same buffer, is
+      // done: it was waited for before k − 1 went out).
+      RecordBlock& b = blocks[k % 2];
+      b.count = points.nextBlock(b.points.data(), kBlockRecords);
+      for (std::size_t i = 0; i < b.count; ++i) b.records[i] = prepare(b.points[i]);
+      if (bands > 1)
+        for (std::size_t i = 0; i < b.count; ++i)
+          b.stop[i] = b.records[i].skipped() ? kNoStop : stopOf(b.records[i]);
+      std::unique_lock lock(m);
+      while (published >= 0 && doneWorkers < bands && !stopping) {
+        lock.unlock();
+        pacer.tick(progressValue());
+        lock.lock();
+        cv.wait_for(lock, std::chrono::milliseconds(20),
+                    [&] { return doneWorkers >= bands || stopping; });
+      }
+      if (stopping) break;  // a worker failed
+      if (b.count == 0) {
+        finished = true;
+        cv.notify_all();
+        break;
+      }
+      published = k;
+      doneWorkers = 0;
+      cv.notify_all();
+      lock.unlock();
+      pacer.tick(progressValue());
+    }
+  } catch (...) {
+    halt();
+    throw;
+  }
+  for (auto& th : pool) th.join();
+  if (failure) std::rethrow_exception(failure);
+}
+
+// Touches the cache lines of the window rows of a record within [rowBegin, rowEnd), in an array
+// of `bytesPerNode` per node.
+void prefetchWindow(const Prepared& p, int columns, const void* base, std::size_t bytesPerNode,
+                    long rowBegin, long rowEnd) {
+  if (p.skipped()) return;
+  const long rl = std::max<long>(rowBegin, p.rowLo), rh = std::min<long>(rowEnd - 1, p.rowHi);
   const char* b = static_cast<const char*>(base);
   for (long r = rl; r <= rh; ++r) {
-    const char* a = b + (static_cast<std::size_t>(r) * g.columns + cl) * bytesPerNode;
-    const char* e = b + (static_cast<std::size_t>(r) * g.columns + ch + 1) * bytesPerNode;
+    const char* a = b + (static_cast<std::size_t>(r) * columns + p.colLo) * bytesPerNode;
+    const char* e = b + (static_cast<std::size_t>(r) * columns + p.colHi + 1) * bytesPerNode;
     for (; a < e; a += 64) __builtin_prefetch(a, 1);
     __builtin_prefetch(e - 1, 1);
   }
+}
+
+// The rows of a window a band visits: its own rows, none beyond the row of `stop`.
+struct BandRows {
+  long lo, hi;        // rows lo … hi
+  long stopRow = -1;  // the row of `stop`, where the columns end at stopCol
+  long stopCol = 0;
+};
+BandRows bandRows(const Window& w, std::size_t stop, long rowBegin, long rowEnd, int columns) {
+  BandRows b{std::max(w.rowLo, rowBegin), std::min(w.rowHi, rowEnd - 1)};
+  if (stop != kNoStop) {
+    b.stopRow = static_cast<long>(stop / static_cast<std::size_t>(columns));
+    b.stopCol = static_cast<long>(stop % static_cast<std::size_t>(columns));
+    b.hi = std::min(b.hi, b.stopRow);
+  }
+  return b;
 }
 
 class Stats {
@@ -381,6 +645,12 @@ class Stats {
     if (v < min_) min_ = v;
     if (v > max_) max_ = v;
     ++count_;
+  }
+  // Minimum, maximum and count do not depend on the order the nodes come in.
+  void merge(const Stats& o) {
+    if (o.min_ < min_) min_ = o.min_;
+    if (o.max_ > max_) max_ = o.max_;
+    count_ += o.count_;
   }
   void store(GridComputation& g) const {
     g.zMin = min_;
@@ -392,6 +662,30 @@ class Stats {
   float min_, max_;
   std::int32_t count_ = 0;
 };
+
+// The finishing pass over the nodes, node(k, stats) for every node, on row bands; the progress
+// shows the rows done.
+template <class Node>
+Stats finishNodes(const GridGeometry& g, int threads, Progress& progress, Node&& node) {
+  progress.setMaximum(g.rows);
+  const int bands = detail::rowThreads(g.rows, threads, 16);
+  std::vector<Stats> part(static_cast<std::size_t>(bands), Stats(1e38f, -1e38f));
+  Pacer pacer(progress);
+  const bool finished = detail::forItemsWatched(
+      bands, bands,
+      [&](int band, int) {
+        const int r0 = static_cast<int>(static_cast<long long>(g.rows) * band / bands);
+        const int r1 = static_cast<int>(static_cast<long long>(g.rows) * (band + 1) / bands);
+        Stats& st = part[static_cast<std::size_t>(band)];
+        for (int r = r0; r < r1; ++r)
+          for (int c = 0; c < g.columns; ++c) node(static_cast<std::size_t>(r) * g.columns + c, st);
+      },
+      [&](int done) { return pacer.watch(static_cast<std::int64_t>(done) * g.rows / bands); }, 20);
+  if (!finished) throw RunFailure{{}};
+  Stats all(1e38f, -1e38f);
+  for (const Stats& st : part) all.merge(st);
+  return all;
+}
 
 void checkGeometry(const GridGeometry& g, std::size_t bytesPerNode) {
   if (g.columns < 1 || g.rows < 1 || g.columns > 32767 || g.rows > 32767)
@@ -415,71 +709,81 @@ void plainAccumulation(PointSource& points, const GriddingJob& job, const Griddi
   const float cap = set.highValueCap;
   const bool capOn = cap > -1e30f;
 
-  // nodeValue is the result array itself: Columns·Rows + 1, the spare last element 0.
-  std::vector<float>& nodeValue = out.nodes;
-  nodeValue.assign(n + 1, 0.0f);
-  std::vector<float> nodeWeight(n, 0.0f);
-  std::vector<std::int16_t> nodeCount(n, 0);
-  auto bump = [&](std::size_t k) {
-    if (nodeCount[k] == INT16_MAX) throw RunFailure{kMsgGriddingFailed};
-    ++nodeCount[k];
+  // nodeValue, nodeWeight and nodeCount of a node side by side, so that a node costs one cache
+  // line, not three; the values go into the result array (Columns·Rows + 1, the spare last
+  // element 0) as the nodes are finished.
+  struct NodeSums {
+    float value = 0, weight = 0;
+    std::int16_t count = 0;
+  };
+  std::vector<NodeSums> node(n);
+  auto bump = [&](NodeSums& a) {
+    if (a.count == INT16_MAX) throw RunFailure{kMsgGriddingFailed};
+    ++a.count;
   };
 
   progress.setMaximum(points.count());
-  auto ahead = [&](const ScatterPoint& q) {
-    prefetchWindow(q, g, rx, ry, nodeValue.data(), sizeof(float));
-    prefetchWindow(q, g, rx, ry, nodeWeight.data(), sizeof(float));
-    prefetchWindow(q, g, rx, ry, nodeCount.data(), sizeof(std::int16_t));
-  };
-  auto visit = [&](const ScatterPoint& p) {
+  const bool endsOnHit = m == GridMethod::Nearest || m == GridMethod::InverseDistance;
+  auto prepare = [&](const ScatterPoint& p) -> Prepared {
     float v = p.v;
     if (capOn && v > cap) v = cap;
-    if (v < -1e37f) return;
-    const float x = p.x - g.xLeft;
-    const float y = p.y - g.yBottom;
-    const Window w = searchWindow(x, y, rx, ry, g);
-    for (long r = w.rowLo; r <= w.rowHi; ++r) {
+    if (v < -1e37f) return kSkipped;
+    return preparedRecord(p.x - g.xLeft, p.y - g.yBottom, v, rx, ry, g);
+  };
+  auto stopOf = [&](const Prepared& p) -> std::size_t {
+    if (!endsOnHit) return kNoStop;
+    return exactHitNode(p.x, p.y, p.window(), g, rx, ry, job.circle);
+  };
+  auto ahead = [&](const Prepared& q, long rowBegin, long rowEnd) {
+    prefetchWindow(q, g.columns, node.data(), sizeof(NodeSums), rowBegin, rowEnd);
+  };
+  auto visit = [&](const Prepared& p, std::size_t stop, long rowBegin, long rowEnd) {
+    const float v = p.v, x = p.x, y = p.y;
+    const Window w = p.window();
+    const BandRows rows = bandRows(w, stop, rowBegin, rowEnd, g.columns);
+    for (long r = rows.lo; r <= rows.hi; ++r) {
       const float ay = std::fabs(y - static_cast<float>(r) * g.dy);
-      for (long c = w.colLo; c <= w.colHi; ++c) {
+      const long colHi = r == rows.stopRow ? std::min(w.colHi, rows.stopCol) : w.colHi;
+      for (long c = w.colLo; c <= colHi; ++c) {
         const float ax = std::fabs(x - static_cast<float>(c) * g.dx);
         const float d = std::sqrt(ax * ax + ay * ay);
         if (job.circle ? !(d <= rx) : !(ax <= rx && ay <= ry)) continue;
-        const std::size_t k = static_cast<std::size_t>(r) * g.columns + c;
+        NodeSums& a = node[static_cast<std::size_t>(r) * g.columns + c];
         switch (m) {
           case GridMethod::Nearest:
             if (d == 0) {
-              nodeValue[k] = v;
-              nodeWeight[k] = -9999;
+              a.value = v;
+              a.weight = -9999;
               return;
             }
-            if (nodeWeight[k] == 0 || d < nodeWeight[k]) {
-              nodeWeight[k] = d;
-              nodeValue[k] = v;
+            if (a.weight == 0 || d < a.weight) {
+              a.weight = d;
+              a.value = v;
             }
             break;
           case GridMethod::Mean:
           case GridMethod::Sum:
-            bump(k);
-            nodeValue[k] += v;
+            bump(a);
+            a.value += v;
             break;
           case GridMethod::InverseDistance: {
             if (d == 0) {
-              nodeValue[k] = v;
-              nodeWeight[k] = -99999;
-              nodeCount[k] = -1;
+              a.value = v;
+              a.weight = -99999;
+              a.count = -1;
               return;
             }
-            bump(k);
+            bump(a);
             float dd = par != 1.0f ? d * d : d;
-            nodeValue[k] += v / dd;
-            nodeWeight[k] += 1.0f / dd;
+            a.value += v / dd;
+            a.weight += 1.0f / dd;
             break;
           }
           case GridMethod::Exponential: {
-            bump(k);
+            bump(a);
             const float wgt = std::exp(par * d / rx);
-            nodeValue[k] += divide(v, wgt);
-            nodeWeight[k] += divide(1.0f, wgt);
+            a.value += divide(v, wgt);
+            a.weight += divide(1.0f, wgt);
             break;
           }
           default:
@@ -488,52 +792,49 @@ void plainAccumulation(PointSource& points, const GriddingJob& job, const Griddi
       }
     }
   };
-  streamRecords(points, progress, ahead, visit);
+  scatterRecords(points, g, bandCount(g, job.threads), progress, prepare, stopOf, ahead, visit);
 
-  progress.setMaximum(g.rows);
-  Stats stats(1e38f, -1e38f);
   const std::int32_t minPts = set.minNodePoints;
-  for (int r = 0; r < g.rows; ++r) {
-    progress.setValue(r);
-    if ((r & 63) == 0) progress.pump();
-    for (int c = 0; c < g.columns; ++c) {
-      const std::size_t k = static_cast<std::size_t>(r) * g.columns + c;
-      bool valid = true;
-      switch (m) {
-        case GridMethod::Nearest:
-          if (nodeWeight[k] == 0) valid = false;
-          break;
-        case GridMethod::Mean:
-          if (nodeCount[k] < minPts)
-            valid = false;
-          else
-            nodeValue[k] = divide(nodeValue[k], static_cast<float>(nodeCount[k]));
-          break;
-        case GridMethod::InverseDistance:
-          if (nodeCount[k] < minPts) {
-            if (nodeCount[k] >= 0) valid = false;
-          } else {
-            nodeValue[k] = divide(nodeValue[k], nodeWeight[k]);
-          }
-          break;
-        case GridMethod::Exponential:
-          if (nodeWeight[k] != 0 && nodeCount[k] >= minPts)
-            nodeValue[k] = nodeValue[k] / nodeWeight[k];
-          else
-            valid = false;
-          break;
-        case GridMethod::Sum:
-          if (nodeCount[k] < minPts) valid = false;
-          break;
-        default:
-          break;
-      }
-      if (valid)
-        stats.add(nodeValue[k]);
-      else
-        nodeValue[k] = NULL_VALUE;
+  out.nodes.assign(n + 1, 0.0f);
+  Stats stats = finishNodes(g, job.threads, progress, [&](std::size_t k, Stats& st) {
+    const NodeSums& a = node[k];
+    float value = a.value;
+    bool valid = true;
+    switch (m) {
+      case GridMethod::Nearest:
+        if (a.weight == 0) valid = false;
+        break;
+      case GridMethod::Mean:
+        if (a.count < minPts)
+          valid = false;
+        else
+          value = divide(a.value, static_cast<float>(a.count));
+        break;
+      case GridMethod::InverseDistance:
+        if (a.count < minPts) {
+          if (a.count >= 0) valid = false;
+        } else {
+          value = divide(a.value, a.weight);
+        }
+        break;
+      case GridMethod::Exponential:
+        if (a.weight != 0 && a.count >= minPts)
+          value = a.value / a.weight;
+        else
+          valid = false;
+        break;
+      case GridMethod::Sum:
+        if (a.count < minPts) valid = false;
+        break;
+      default:
+        break;
     }
-  }
+    if (valid)
+      st.add(value);
+    else
+      value = NULL_VALUE;
+    out.nodes[k] = value;
+  });
   stats.store(out);
 }
 
@@ -567,20 +868,51 @@ void azimuthSearch(PointSource& points, const GriddingJob& job, const GriddingSe
   std::fill(sector, sector + n * S, SectorEntry{NULL_VALUE, 0.0f});
 
   progress.setMaximum(points.count());
-  auto ahead = [&](const ScatterPoint& q) {
-    prefetchWindow(q, g, rx, ry, sector, S * sizeof(SectorEntry));
-  };
-  auto visit = [&](const ScatterPoint& p) {
+  // The nodes locked by an exact hit so far, in record order, as the reading thread sees them: a
+  // record ends at the first node of its window (row by row) that is locked or that it hits.
+  std::set<std::size_t> locked;
+  auto prepare = [&](const ScatterPoint& p) -> Prepared {
     float v = p.v;
     if (capOn && v > cap) v = cap;
-    if (v < -1e30f) return;
-    const float x = p.x - g.xLeft;
-    const float y = p.y - g.yBottom;
-    const Window w = searchWindow(x, y, rx, ry, g);
-    for (long r = w.rowLo; r <= w.rowHi; ++r) {
+    if (v < -1e30f) return kSkipped;
+    return preparedRecord(p.x - g.xLeft, p.y - g.yBottom, v, rx, ry, g);
+  };
+  auto stopOf = [&](const Prepared& p) -> std::size_t {
+    const float v = p.v, x = p.x, y = p.y;
+    const Window w = p.window();
+    std::size_t stop = exactHitNode(x, y, w, g, rx, ry, job.circle);
+    const std::size_t hit = stop;
+    for (long r = w.rowLo; r <= w.rowHi && !locked.empty(); ++r) {
+      const std::size_t rowStart = static_cast<std::size_t>(r) * g.columns;
+      if (rowStart + static_cast<std::size_t>(w.colLo) > stop) break;
+      const float ay = std::fabs(y - static_cast<float>(r) * g.dy);
+      for (auto it = locked.lower_bound(rowStart + static_cast<std::size_t>(w.colLo));
+           it != locked.end() && *it <= rowStart + static_cast<std::size_t>(w.colHi) && *it < stop;
+           ++it) {
+        const long c = static_cast<long>(*it - rowStart);
+        const float ax = std::fabs(x - static_cast<float>(c) * g.dx);
+        const float d = std::sqrt(ax * ax + ay * ay);
+        if (job.circle ? !(d <= rx) : !(ax <= rx && ay <= ry)) continue;
+        stop = *it;
+        break;
+      }
+    }
+    // Reaching its own hit, the record locks that node (a value of -1E+30 holds no lock).
+    if (stop != kNoStop && stop == hit && v > -1e30f) locked.insert(hit);
+    return stop;
+  };
+  auto ahead = [&](const Prepared& q, long rowBegin, long rowEnd) {
+    prefetchWindow(q, g.columns, sector, S * sizeof(SectorEntry), rowBegin, rowEnd);
+  };
+  auto visit = [&](const Prepared& p, std::size_t stop, long rowBegin, long rowEnd) {
+    const float v = p.v, x = p.x, y = p.y;
+    const Window w = p.window();
+    const BandRows rows = bandRows(w, stop, rowBegin, rowEnd, g.columns);
+    for (long r = rows.lo; r <= rows.hi; ++r) {
       const float sy = y - static_cast<float>(r) * g.dy;
       const float ay = std::fabs(sy);
-      for (long c = w.colLo; c <= w.colHi; ++c) {
+      const long colHi = r == rows.stopRow ? std::min(w.colHi, rows.stopCol) : w.colHi;
+      for (long c = w.colLo; c <= colHi; ++c) {
         const float sx = x - static_cast<float>(c) * g.dx;
         const float ax = std::fabs(sx);
         const float d = std::sqrt(ax * ax + ay * ay);
@@ -598,52 +930,44 @@ void azimuthSearch(PointSource& points, const GriddingJob& job, const GriddingSe
       }
     }
   };
-  streamRecords(points, progress, ahead, visit);
+  scatterRecords(points, g, bandCount(g, job.threads), progress, prepare, stopOf, ahead, visit);
 
   // The index of the method list, kept one place behind the list as the tool has it.
   const int index = static_cast<int>(job.method);
-  progress.setMaximum(g.rows);
-  Stats stats(1e38f, -1e38f);
   const std::int32_t minPts = set.minNodePoints;
   out.nodes.assign(n + 1, 0.0f);
-  for (int r = 0; r < g.rows; ++r) {
-    progress.setValue(r);
-    if ((r & 63) == 0) progress.pump();
-    for (int c = 0; c < g.columns; ++c) {
-      const std::size_t k = static_cast<std::size_t>(r) * g.columns + c;
-      const std::size_t k0 = k * S;
-      if (sector[k0].value > -1e30f && sector[k0].distance == -9999) {
-        stats.add(sector[k0].value);
-      } else if (index >= 1 && index <= 3) {
-        int filled = 0;
-        float num = 0, den = 0;
-        for (int s = 0; s < S; ++s) {
-          const float sv = sector[k0 + s].value;
-          if (!(sv >= -1e30f)) continue;
-          const float sd = sector[k0 + s].distance;
-          ++filled;
-          if (index == 1) {
-            num += sv;
-          } else if (index == 2) {
-            num += divide(sv, sd);
-            den += divide(1.0f, sd);
-          } else {
-            const float wgt = std::exp(job.par * sd / rx);
-            num += divide(sv, wgt);
-            den += divide(1.0f, wgt);
-          }
-        }
-        if (filled < minPts) {
-          sector[k0].value = NULL_VALUE;
+  Stats stats = finishNodes(g, job.threads, progress, [&](std::size_t k, Stats& st) {
+    const std::size_t k0 = k * S;
+    if (sector[k0].value > -1e30f && sector[k0].distance == -9999) {
+      st.add(sector[k0].value);
+    } else if (index >= 1 && index <= 3) {
+      int filled = 0;
+      float num = 0, den = 0;
+      for (int s = 0; s < S; ++s) {
+        const float sv = sector[k0 + s].value;
+        if (!(sv >= -1e30f)) continue;
+        const float sd = sector[k0 + s].distance;
+        ++filled;
+        if (index == 1) {
+          num += sv;
+        } else if (index == 2) {
+          num += divide(sv, sd);
+          den += divide(1.0f, sd);
         } else {
-          sector[k0].value =
-              index == 1 ? divide(num, static_cast<float>(filled)) : divide(num, den);
-          stats.add(sector[k0].value);
+          const float wgt = std::exp(job.par * sd / rx);
+          num += divide(sv, wgt);
+          den += divide(1.0f, wgt);
         }
       }
-      out.nodes[k] = sector[k0].value;
+      if (filled < minPts) {
+        sector[k0].value = NULL_VALUE;
+      } else {
+        sector[k0].value = index == 1 ? divide(num, static_cast<float>(filled)) : divide(num, den);
+        st.add(sector[k0].value);
+      }
     }
-  }
+    out.nodes[k] = sector[k0].value;
+  });
   stats.store(out);
 }
 
@@ -651,12 +975,16 @@ std::vector<ScatterPoint> readAll(PointSource& points, Progress& progress) {
   std::vector<ScatterPoint> pts;
   std::int64_t total = points.count();
   progress.setMaximum(total);
-  if (total > 0) pts.reserve(static_cast<std::size_t>(total));
-  ScatterPoint p;
-  std::int64_t rec = 0;
-  while (points.next(p)) {
-    stepProgress(progress, rec++);
-    pts.push_back(p);
+  // Room for the count and one block more, so that the last block never moves the array.
+  if (total > 0) pts.reserve(static_cast<std::size_t>(total) + kBlockRecords);
+  Pacer pacer(progress);
+  for (;;) {
+    const std::size_t at = pts.size();
+    pts.resize(at + kBlockRecords);
+    const std::size_t got = points.nextBlock(pts.data() + at, kBlockRecords);
+    pts.resize(at + got);
+    if (got == 0) break;
+    pacer.tick(static_cast<std::int64_t>(pts.size()));
   }
   return pts;
 }
@@ -674,10 +1002,17 @@ void medianGridding(PointSource& points, const GriddingJob& job, Progress& progr
   out.nodes.assign(g.nodeCount() + 1, 0.0f);
   const float extent[4] = {g.xLeft, g.yBottom, g.xJust, g.yJust};
   const float ry = job.circle ? job.rx : job.ry;
-  std::int32_t rc =
-      Geo_IMMedian(asFloats(pts), static_cast<std::int32_t>(pts.size()), extent, job.circle ? 0 : 1,
-                   job.rx, ry, g.dx, g.dy, g.columns, g.rows, out.nodes);
+  progress.setMaximum(g.rows);
+  Pacer pacer(progress);
+  bool stopped = false;
+  std::int32_t rc = Geo_IMMedian(asFloats(pts), static_cast<std::int32_t>(pts.size()), extent,
+                                 job.circle ? 0 : 1, job.rx, ry, g.dx, g.dy, g.columns, g.rows,
+                                 out.nodes, job.threads, [&](int rows) {
+                                   stopped = !pacer.watch(rows);
+                                   return !stopped;
+                                 });
   pts = {};
+  if (stopped) throw RunFailure{{}};
   if (rc > 0) throw RunFailure{kMsgMedianFailed};
   progress.setMaximum(g.rows);
   Stats stats(1e38f, -1e38f);
@@ -694,13 +1029,18 @@ void krigingGridding(PointSource& points, const GriddingJob& job, const Gridding
   {
     std::int64_t total = points.count();
     progress.setMaximum(total);
-    ScatterPoint p;
+    std::vector<ScatterPoint> block(kBlockRecords);
     std::int64_t rec = 0;
-    while (points.next(p)) {
-      stepProgress(progress, rec++);
-      if (p.x >= -1e30f && p.y >= -1e30f && p.v >= -1e30f) {
-        if (job.settingsChecked && p.v > set.highValueCap) p.v = set.highValueCap;
-        pts.push_back(p);
+    Pacer pacer(progress);
+    while (std::size_t got = points.nextBlock(block.data(), block.size())) {
+      rec += static_cast<std::int64_t>(got);
+      pacer.tick(rec);
+      for (std::size_t i = 0; i < got; ++i) {
+        ScatterPoint p = block[i];
+        if (p.x >= -1e30f && p.y >= -1e30f && p.v >= -1e30f) {
+          if (job.settingsChecked && p.v > set.highValueCap) p.v = set.highValueCap;
+          pts.push_back(p);
+        }
       }
     }
   }
@@ -737,10 +1077,18 @@ void krigingGridding(PointSource& points, const GriddingJob& job, const Gridding
   }
   out.nodes.assign(g.nodeCount() + 1, 0.0f);
   const float extent[4] = {g.xLeft, g.yBottom, g.xJust, g.yJust};
+  // The node solves run on the worker threads; this thread shows their progress by rows.
+  progress.setMaximum(g.rows);
+  Pacer pacer(progress);
+  bool stopped = false;
   GEO_ScatToGridWithKrig(asFloats(pts), 2, static_cast<std::int32_t>(pts.size()), 3, extent, g.dx,
                          g.dy, g.columns - 1, g.rows - 1, search, code, paramCount, params,
-                         out.nodes, &out.variograms);
+                         out.nodes, &out.variograms, job.threads, [&](int rows) {
+                           stopped = !pacer.watch(rows);
+                           return !stopped;
+                         });
   pts = {};
+  if (stopped) throw RunFailure{{}};
   Stats stats(1e35f, -1e35f);
   for (std::size_t k = 0; k < g.nodeCount(); ++k) stats.add(out.nodes[k]);
   stats.store(out);
@@ -843,6 +1191,10 @@ GriddingRunResult runGridding(const std::string& workPath, const GriddingJob& jo
                               const GriddingSettings& settings, Interaction& ui,
                               Progress& progress) {
   GriddingRunResult res;
+  if (std::string why = newNameRefusal(job.outputName, NewNameKind::GridFile); !why.empty()) {
+    res.outcome = Outcome::failure(why);
+    return res;
+  }
   res.path = gridOutputPath(workPath, job.outputName);
   std::error_code ec;
   if (std::filesystem::exists(res.path, ec)) {
@@ -859,8 +1211,9 @@ GriddingRunResult runGridding(const std::string& workPath, const GriddingJob& jo
 
   GridComputation comp;
   try {
-    Database db = openWorkDatabase(workPath);
-    TablePointSource src(db, job.table, job.xField, job.yField, job.valueField);
+    // The store as the work area has it; the points through a reader of their own.
+    const std::string store = openWorkDatabase(workPath).path();
+    TablePointSource src(store, job.table, job.xField, job.yField, job.valueField);
     comp = computeGrid(src, job, settings, progress);
   } catch (const StoreError&) {
     comp.outcome = Outcome::failure(kMsgGriddingFailed);
@@ -919,6 +1272,22 @@ GriddingRunResult runGridding(const std::string& workPath, const GriddingJob& jo
   }
   res.outcome = Outcome::success();
   return res;
+}
+
+std::string griddingSummary(const GriddingRunResult& r, double seconds) {
+  const GridHeader& h = r.grid.header;
+  auto g7 = [](double v) {
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%.7g", v);
+    return std::string(buf);
+  };
+  char time[32];
+  std::snprintf(time, sizeof time, "%.2f", seconds);
+  std::string text = "已生成 " + std::filesystem::path(r.path).filename().string() + ": " +
+                     std::to_string(h.nx) + " 列 × " + std::to_string(h.ny) + " 行, 有效节点 " +
+                     std::to_string(h.validCount);
+  if (h.validCount > 0) text += ", 最小值 " + g7(h.zMin) + ", 最大值 " + g7(h.zMax);
+  return text + ", 用时 " + time + " 秒";
 }
 
 }  // namespace sarnoth

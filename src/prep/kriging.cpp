@@ -435,7 +435,8 @@ std::int32_t GEO_ScatToGridWithKrig(std::span<const float> points, std::int32_t 
                                     std::int32_t searchPoints, std::int32_t modelCode,
                                     float paramCount, std::span<const float> params,
                                     std::span<float> result,
-                                    std::vector<krig::FittedVariogram>* variograms) {
+                                    std::vector<krig::FittedVariogram>* variograms, int threads,
+                                    const std::function<bool(int rowsDone)>& watch) {
   if (dimensions != 2 || stride != 3) return 1;
   if (pointCount < 0 || points.size() < static_cast<std::size_t>(pointCount) * 3) return 2;
   if (lastColumn < 0 || lastRow < 0 || searchPoints < 1) return 2;
@@ -537,13 +538,28 @@ std::int32_t GEO_ScatToGridWithKrig(std::span<const float> points, std::int32_t 
   for (const auto& t : targets) models.emplace_back(t.model);
   const double xLeft = extent[0], yBottom = extent[1];
 
-  detail::forRowBands(rows, [&](int rowBegin, int rowEnd, int) {
+  // What a thread keeps from node to node.
+  struct ThreadState {
     NodeSolver solver;
     Eigen::VectorXd w;
     std::vector<std::pair<double, std::uint32_t>> nb;
-    nb.reserve(k);
-    std::vector<double> prob(targets.size());
-    for (int r = rowBegin; r < rowEnd; ++r) {
+    std::vector<double> prob;
+  };
+  const int threadCount = detail::rowThreads(rows, threads);
+  std::vector<ThreadState> states(static_cast<std::size_t>(threadCount));
+  for (auto& st : states) {
+    st.nb.reserve(k);
+    st.prob.resize(targets.size());
+  }
+  // One row a work item: each node depends on its own neighbours only, so the grid is the same
+  // whatever the number of threads and the order the rows are taken in.
+  auto krigRow = [&](int r, int thread) {
+    ThreadState& st = states[static_cast<std::size_t>(thread)];
+    NodeSolver& solver = st.solver;
+    Eigen::VectorXd& w = st.w;
+    std::vector<std::pair<double, std::uint32_t>>& nb = st.nb;
+    std::vector<double>& prob = st.prob;
+    {
       const double ny = yBottom + static_cast<double>(r) * dy;
       for (int c = 0; c < columns; ++c) {
         const double nx = xLeft + static_cast<double>(c) * dx;
@@ -600,7 +616,10 @@ std::int32_t GEO_ScatToGridWithKrig(std::span<const float> points, std::int32_t 
         result[static_cast<std::size_t>(r) * columns + c] = out;
       }
     }
-  });
+  };
+  const bool finished = detail::forItemsWatched(
+      rows, threadCount, krigRow, [&](int rowsDone) { return watch ? watch(rowsDone) : true; });
+  if (!finished) return 6;
   return 0;
 }
 

@@ -31,7 +31,8 @@ int windowCell(double q, int n) {
 std::int32_t Geo_IMMedian(std::span<const float> points, std::int32_t recordCount,
                           std::span<const float, 4> extent, std::int32_t regionFlag, float rx,
                           float ry, float dx, float dy, std::int32_t columns, std::int32_t rows,
-                          std::span<float> result) {
+                          std::span<float> result, int threads,
+                          const std::function<bool(int rowsDone)>& watch) {
   if (recordCount < 0 || points.size() < static_cast<std::size_t>(recordCount) * 3) return 1;
   if (columns < 1 || rows < 1) return 2;
   const std::size_t nodes = static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows);
@@ -71,9 +72,12 @@ std::int32_t Geo_IMMedian(std::span<const float> points, std::int32_t recordCoun
   cellOf.clear();
   cellOf.shrink_to_fit();
 
-  detail::forRowBands(rows, [&](int rowBegin, int rowEnd, int) {
-    std::vector<float> values;
-    for (int r = rowBegin; r < rowEnd; ++r) {
+  const int threadCount = detail::rowThreads(rows, threads);
+  std::vector<std::vector<float>> scratch(static_cast<std::size_t>(threadCount));
+  // One row a work item; a node depends on its own region only.
+  auto medianRow = [&](int r, int thread) {
+    std::vector<float>& values = scratch[static_cast<std::size_t>(thread)];
+    {
       const float ny = static_cast<float>(r) * dy;
       // One cell of margin on each side: the region test below decides in single precision.
       int rLo = windowCell(std::floor((static_cast<double>(ny) - ryUsed) / dy) - 1, rows);
@@ -110,7 +114,10 @@ std::int32_t Geo_IMMedian(std::span<const float> points, std::int32_t recordCoun
         result[static_cast<std::size_t>(r) * columns + c] = out;
       }
     }
-  });
+  };
+  if (!detail::forItemsWatched(rows, threadCount, medianRow,
+                               [&](int done) { return watch ? watch(done) : true; }))
+    return 5;
   return 0;
 }
 

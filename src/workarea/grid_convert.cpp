@@ -2,10 +2,12 @@
 
 #include <gdal.h>
 
+#include <cmath>
 #include <filesystem>
 
 #include "workarea/grid_gdal.h"
 #include "workarea/path_resolver.h"
+#include "workarea/work_area.h"
 
 namespace sarnoth {
 namespace fs = std::filesystem;
@@ -23,6 +25,14 @@ int loadAnyGrid(const std::string& path, GridPurpose purpose, ArcOrigin origin, 
       out.grid = std::move(r.grid);
       out.magic = out.grid.header.magic;
       out.method = out.grid.header.method;
+      // A binary grid from elsewhere may hold NaN or infinities: they come in as the null.
+      bool changed = false;
+      for (float& v : out.grid.nodes)
+        if (!std::isfinite(v)) {
+          v = NULL_VALUE;
+          changed = true;
+        }
+      if (changed) recomputeGridStats(out.grid.header, out.grid.nodes);
       return kGridOk;
     }
     case GridFormat::Ascii:
@@ -106,7 +116,8 @@ int saveGridAs(const std::string& path, const LoadedGrid& g, GridTarget target,
 Outcome importGridToWorkArea(const std::string& source, const std::string& workPath,
                              const std::string& name, ArcOrigin origin, Interaction& ui,
                              Progress& progress, std::string* target) {
-  if (name.empty()) return Outcome::failure("请给定保存数据文件名。");
+  if (std::string why = newNameRefusal(name, NewNameKind::GridFile); !why.empty())
+    return Outcome::failure(why);
   std::string out = workPath + "Grid_dat\\" + name + ".grd";
   if (pathExists(out) &&
       ui.ask(kTitle, kGridExistsQuestion, Buttons::YesNo, Icon::Question) != Answer::Yes)

@@ -78,6 +78,8 @@ int readSurferGrid(const std::string& path, Grid& out, Progress& progress) {
   h.dy = (ymax - ymin) / static_cast<float>(h.ny - 1);
   h.x0 = xmin;
   h.y0 = ymin;
+  // Equal or reversed bounds, or bounds beyond the single range, give no spacing.
+  if (!gridGeometryValid(h)) return kGridConvertFailed;
   h.angle = 0;
   h.nullValue = NULL_VALUE;
   h.validCount = 0;
@@ -92,7 +94,7 @@ int readSurferGrid(const std::string& path, Grid& out, Progress& progress) {
         progress.setValue(0);
         return kGridConvertFailed;
       }
-      if (*p == kSurferBlank)
+      if (*p == kSurferBlank || !std::isfinite(*p))
         *p = NULL_VALUE;
       else
         ++h.validCount;
@@ -140,54 +142,115 @@ int writeSurferGrid(const std::string& path, const Grid& g, Progress& progress) 
 
 // --- ArcView ASCII -------------------------------------------------------------------------------
 
+namespace {
+
+// Header keys of an ArcView ASCII grid, compared case-blind as GIS programs read them.
+enum class ArcKey {
+  None,
+  Ncols,
+  Nrows,
+  XllCorner,
+  YllCorner,
+  XllCenter,
+  YllCenter,
+  CellSize,
+  Dx,
+  Dy,
+  NoData
+};
+
+ArcKey arcKey(std::string word) {
+  for (char& c : word) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  static const std::pair<const char*, ArcKey> kKeys[] = {{"ncols", ArcKey::Ncols},
+                                                         {"nrows", ArcKey::Nrows},
+                                                         {"xllcorner", ArcKey::XllCorner},
+                                                         {"yllcorner", ArcKey::YllCorner},
+                                                         {"xllcenter", ArcKey::XllCenter},
+                                                         {"yllcenter", ArcKey::YllCenter},
+                                                         {"cellsize", ArcKey::CellSize},
+                                                         {"dx", ArcKey::Dx},
+                                                         {"dy", ArcKey::Dy},
+                                                         {"nodata_value", ArcKey::NoData},
+                                                         {"nodata", ArcKey::NoData}};
+  for (const auto& [k, key] : kKeys)
+    if (word == k) return key;
+  return ArcKey::None;
+}
+
+}  // namespace
+
 int readArcViewGrid(const std::string& path, Grid& out, Progress& progress, ArcOrigin origin) {
   ItemReader in;
   if (!in.open(resolvePath(path))) return kGridOpenInputFailed;
   double ncols = -1, nrows = -1, xll = 0, yll = 0, cell = -1, dx = -1, dy = -1;
   bool xCentre = false, yCentre = false, haveNull = false;
   float fileNull = 0;
-  // Six header lines at most; a file without a null line has five, and the data start at the
-  // first line that begins with a number.
-  for (int line = 0; line < 6; ++line) {
-    int c = in.peek();
-    if (line > 0 && (c < 0 || !std::isalpha(c))) break;
+  // Header lines stand as long as a line begins with a known key: six as the system writes
+  // them, seven with "dx" and "dy" in place of "cellsize", five without a null line. A data
+  // row may begin with a word too ("nan"), so the key decides, not the first letter.
+  for (int line = 0; line < 12; ++line) {
+    ArcKey key = arcKey(in.peekWord());
+    if (line == 0 && key != ArcKey::Ncols) return kGridBadFormat;
+    if (key == ArcKey::None) break;
     std::string text;
-    if (!in.readLine(text)) return line == 0 ? kGridBadFormat : kGridConvertFailed;
+    if (!in.readLine(text)) return kGridConvertFailed;
     std::istringstream ls(text);
-    std::string key, value;
-    ls >> key >> value;
-    if (line == 0 && key != "ncols") return kGridBadFormat;
+    std::string word, value;
+    ls >> word >> value;
     char* end = nullptr;
     double v = std::strtod(value.c_str(), &end);
     if (value.empty() || *end != '\0') return kGridConvertFailed;
-    if (key == "ncols") {
-      ncols = v;
-    } else if (key == "nrows") {
-      nrows = v;
-    } else if (key == "xllcorner" || key == "xllcenter") {
-      xll = v;
-      xCentre = key == "xllcenter";
-    } else if (key == "yllcorner" || key == "yllcenter") {
-      yll = v;
-      yCentre = key == "yllcenter";
-    } else if (key == "cellsize") {
-      cell = v;
-    } else if (key == "dx") {
-      dx = v;
-    } else if (key == "dy") {
-      dy = v;
-    } else if (key == "NODATA_value" || key == "nodata") {
-      fileNull = static_cast<float>(v);
-      haveNull = true;
+    switch (key) {
+      case ArcKey::Ncols:
+        ncols = v;
+        break;
+      case ArcKey::Nrows:
+        nrows = v;
+        break;
+      case ArcKey::XllCorner:
+        xll = v;
+        xCentre = false;
+        break;
+      case ArcKey::XllCenter:
+        xll = v;
+        xCentre = true;
+        break;
+      case ArcKey::YllCorner:
+        yll = v;
+        yCentre = false;
+        break;
+      case ArcKey::YllCenter:
+        yll = v;
+        yCentre = true;
+        break;
+      case ArcKey::CellSize:
+        cell = v;
+        break;
+      case ArcKey::Dx:
+        dx = v;
+        break;
+      case ArcKey::Dy:
+        dy = v;
+        break;
+      case ArcKey::NoData:
+        fileNull = static_cast<float>(v);
+        haveNull = true;
+        break;
+      case ArcKey::None:
+        break;
     }
   }
   GridHeader h;
   if (!toSide(ncols, h.nx) || !toSide(nrows, h.ny)) return kGridConvertFailed;
   if (dx < 0) dx = cell;
   if (dy < 0) dy = cell;
-  if (!(dx > 0) || !(dy > 0)) return kGridConvertFailed;
+  if (!(std::isfinite(dx) && dx > 0) || !(std::isfinite(dy) && dy > 0)) return kGridConvertFailed;
+  if (!std::isfinite(xll) || !std::isfinite(yll)) return kGridConvertFailed;
   h.dx = static_cast<float>(dx);
   h.dy = static_cast<float>(dy);
+  if (!gridSpacingValid(h.dx, h.dy)) return kGridConvertFailed;
+  // "xllcorner" sets x0 as the system reads it; the GIS reading takes it as the outer corner of
+  // the lower-left cell, half a cell outside the node. "xllcenter" is the node either way.
   bool shift = origin == ArcOrigin::CellCorner;
   h.x0 = static_cast<float>(shift && !xCentre ? xll + dx / 2 : xll);
   h.y0 = static_cast<float>(shift && !yCentre ? yll + dy / 2 : yll);
@@ -208,7 +271,8 @@ int readArcViewGrid(const std::string& path, Grid& out, Progress& progress, ArcO
         progress.setValue(0);
         return kGridConvertFailed;
       }
-      if (haveNull && *p == fileNull) {
+      // NaN and infinities are no data, whatever the null value says (a "nan" null included).
+      if ((haveNull && *p == fileNull) || !std::isfinite(*p)) {
         *p = NULL_VALUE;
       } else {
         if (*p < h.zMin) h.zMin = *p;
@@ -237,20 +301,16 @@ int writeArcViewAscii(const std::string& path, const Grid& g, Progress& progress
   const GridHeader& h = g.header;
   TextWriter w;
   if (!w.open(resolvePath(path))) return kGridOpenOutputFailed;
-  // The corner of the lower-left cell, half a cell outside the lower-left node; computed in
-  // double so that the import's half-cell step gives the node back.
-  char buf[40];
-  auto dbl = [&buf](double v) {
-    auto r = std::to_chars(buf, buf + sizeof buf, v);
-    return std::string_view(buf, static_cast<std::size_t>(r.ptr - buf));
-  };
+  // The lower-left node as "xllcenter"/"yllcenter": a node position that GIS programs and both
+  // readings of our import take alike, so the grid keeps its place everywhere.
   w.text("ncols        ").integer(h.nx).eol();
   w.text("nrows        ").integer(h.ny).eol();
-  w.text("xllcorner    ").text(dbl(static_cast<double>(h.x0) - h.dx / 2.0)).eol();
-  w.text("yllcorner    ").text(dbl(static_cast<double>(h.y0) - h.dy / 2.0)).eol();
+  w.text("xllcenter    ").num(h.x0).eol();
+  w.text("yllcenter    ").num(h.y0).eol();
   if (h.dx == h.dy) {
     w.text("cellsize     ").num(h.dx).eol();
   } else {
+    // Unequal spacings as GDAL writes and reads them.
     w.text("dx           ").num(h.dx).eol();
     w.text("dy           ").num(h.dy).eol();
   }
@@ -350,7 +410,7 @@ int readVlq2Grid(const std::string& path, Grid& out) {
   h.dy = getAt<float>(p, 20);
   float fileNull = getAt<float>(p, 24);
   h.note = readGbkField(std::string_view(reinterpret_cast<const char*>(p) + 36, kVlq2NoteSize));
-  if (h.nx <= 0 || h.ny <= 0) return kGridConvertFailed;
+  if (h.nx <= 0 || h.ny <= 0 || !gridGeometryValid(h)) return kGridConvertFailed;
   std::size_t n = static_cast<std::size_t>(h.nx) * h.ny;
   std::fseek(f.get(), 0, SEEK_END);
   long size = std::ftell(f.get());
@@ -359,7 +419,7 @@ int readVlq2Grid(const std::string& path, Grid& out) {
   std::vector<float> nodes(n);
   if (std::fread(nodes.data(), 4, n, f.get()) != n) return kGridConvertFailed;
   for (float& v : nodes)
-    if (v == fileNull) v = NULL_VALUE;
+    if (v == fileNull || !std::isfinite(v)) v = NULL_VALUE;
   h.nullValue = NULL_VALUE;
   recomputeGridStats(h, nodes);
   out.header = std::move(h);
@@ -391,7 +451,8 @@ GridFormat detectGridFormat(const std::string& path) {
   s.remove_prefix(start);
   if (gridMagicMatches(s, kGridTagA)) return GridFormat::Ascii;
   if (s.substr(0, 4) == "DSAA") return GridFormat::Surfer;
-  if (s.substr(0, 5) == "ncols") return GridFormat::ArcViewAscii;
+  if (s.size() >= 5 && arcKey(std::string(s.substr(0, 5))) == ArcKey::Ncols)
+    return GridFormat::ArcViewAscii;
   return GridFormat::Unknown;
 }
 

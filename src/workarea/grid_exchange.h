@@ -13,13 +13,15 @@
 // the import fails ("文件转换错误。"), as the system's division by zero does.
 //
 // ArcView ASCII. Header lines "ncols", "nrows", "xllcorner", "yllcorner", "cellsize" and
-// "NODATA_value" or "nodata", rows from north to south. The corner is the outer corner of the
-// lower-left cell while x0, y0 of a grid is its lower-left node, half a cell inside: the export
-// writes xllcorner = x0 - dx/2 and the import takes x0 = xllcorner + cellsize/2 (ArcOrigin::
-// CellCorner), so that a grid keeps its place through GIS tools. ArcOrigin::AsNode takes the corner
-// as the node, as the system's own import does. "xllcenter"/"yllcenter" are node positions, and
-// "dx"/"dy" in place of "cellsize" give unequal spacings (both as GDAL writes them). Import stats
-// start at 1E+30 and -1E+30.
+// "NODATA_value" or "nodata", rows from north to south; keys are read case-blind (GIS programs
+// write "nodata_value"). The system's import takes "xllcorner" as x0, the lower-left node
+// (ArcOrigin::AsNode, the default). GIS programs mean the outer corner of the lower-left cell,
+// half a cell outside the node: ArcOrigin::CellCorner reads x0 = xllcorner + cellsize/2, for
+// files made by them. "xllcenter"/"yllcenter" are node positions under either reading, and
+// "dx"/"dy" in place of "cellsize" give unequal spacings (both as GDAL reads and writes them).
+// The export writes "xllcenter"/"yllcenter", so a grid keeps its place in both directions, and
+// "cellsize" when dx = dy, else "dx" and "dy". NaN and infinities in the data are no data.
+// Import stats start at 1E+30 and -1E+30.
 //
 // Flat exports: ArcView "nx,ny,(nx-1)·dx,(ny-1)·dy" with "2" appended directly to the last
 // number, MapGIS "nx,ny,x0,y0"; then one value per line in node order, nulls as -1E+38.
@@ -43,7 +45,9 @@ namespace sarnoth {
 
 inline constexpr float kSurferBlank = 1.70141e38f;
 
-enum class ArcOrigin { CellCorner, AsNode };
+// How "xllcorner" is read: as the lower-left node (the system's reading) or as the outer
+// corner of the lower-left cell (the GIS reading).
+enum class ArcOrigin { AsNode, CellCorner };
 
 int readSurferGrid(const std::string& path, Grid& out, Progress& progress = noProgress());
 int importSurferGrid(const std::string& sourcePath, const std::string& targetPath,
@@ -51,9 +55,9 @@ int importSurferGrid(const std::string& sourcePath, const std::string& targetPat
 int writeSurferGrid(const std::string& path, const Grid& grid, Progress& progress = noProgress());
 
 int readArcViewGrid(const std::string& path, Grid& out, Progress& progress = noProgress(),
-                    ArcOrigin origin = ArcOrigin::CellCorner);
+                    ArcOrigin origin = ArcOrigin::AsNode);
 int importArcViewGrid(const std::string& sourcePath, const std::string& targetPath,
-                      Progress& progress = noProgress(), ArcOrigin origin = ArcOrigin::CellCorner);
+                      Progress& progress = noProgress(), ArcOrigin origin = ArcOrigin::AsNode);
 int writeArcViewAscii(const std::string& path, const Grid& grid, Progress& progress = noProgress());
 
 int writeArcViewFlat(const std::string& path, const Grid& grid, Progress& progress = noProgress());

@@ -75,6 +75,7 @@ GridError readHeaderFrom(std::FILE* f, std::int64_t size, GridHeader& h) {
   h.zMax = get<float>(b, kOffZMax);
   h.validCount = get<std::int32_t>(b, kOffValid);
   if (h.nx <= 0 || h.ny <= 0) return GridError::BadHeader;
+  if (!gridGeometryValid(h)) return GridError::BadSpacing;
   return GridError::None;
 }
 
@@ -87,18 +88,46 @@ void addToStats(GridHeader& h, float v) {
 
 }  // namespace
 
+bool gridGeometryValid(const GridHeader& h) {
+  return gridSpacingValid(h.dx, h.dy) && std::isfinite(h.x0) && std::isfinite(h.y0) &&
+         std::isfinite(h.angle);
+}
+
+std::string gridReadMessage(GridError error, const std::string& badMagic) {
+  switch (error) {
+    case GridError::None:
+      return {};
+    case GridError::BadMagic:
+      return badMagic;
+    case GridError::Truncated:
+      return kMsgGridTruncated;
+    case GridError::BadHeader:
+    case GridError::BadSpacing:
+      return kMsgGridBadHeader;
+    case GridError::OpenFailed:
+      return "打开输入文件错误。";
+    case GridError::WriteFailed:
+      return "打开输出文件错误。";
+  }
+  return badMagic;
+}
+
 bool gridMagicMatches(std::string_view magic, std::string_view tag) {
   return magic.size() >= 12 && magic.substr(6, 6) == tag;
 }
 
-GridReadResult readGridHeader(const std::string& path) {
+GridReadResult readGridHeader(const std::string& path, bool requireNodes) {
   GridReadResult r;
   FilePtr f(std::fopen(resolvePath(path).c_str(), "rb"));
   if (!f) {
     r.error = GridError::OpenFailed;
     return r;
   }
-  r.error = readHeaderFrom(f.get(), fileSize(f.get()), r.grid.header);
+  const std::int64_t size = fileSize(f.get());
+  r.error = readHeaderFrom(f.get(), size, r.grid.header);
+  const GridHeader& h = r.grid.header;
+  if (r.ok() && requireNodes && size - kGridHeaderSize < static_cast<std::int64_t>(h.nx) * h.ny * 4)
+    r.error = GridError::Truncated;
   return r;
 }
 
@@ -185,6 +214,8 @@ const char* gridErrorDetail(GridError error) {
       return "the file is shorter than the header or the nodes it announces";
     case GridError::BadHeader:
       return "the header holds a zero or negative column or row count";
+    case GridError::BadSpacing:
+      return "the header's spacing is not a positive number, or its origin is not finite";
     case GridError::WriteFailed:
       return "the file cannot be written";
   }
@@ -257,6 +288,7 @@ int readAsciiGrid(const std::string& path, Grid& out, Progress& progress) {
       !in.readFloat(zMin) || !in.readFloat(zMax))
     return kGridConvertFailed;
   if (!toSide(nx, h.nx) || !toSide(ny, h.ny)) return kGridConvertFailed;
+  if (!gridGeometryValid(h)) return kGridConvertFailed;
   // Every value takes a character and a separator: a header that promises more values than the
   // file can hold is refused before the nodes are allocated.
   std::int64_t n = static_cast<std::int64_t>(h.nx) * h.ny;
@@ -277,7 +309,7 @@ int readAsciiGrid(const std::string& path, Grid& out, Progress& progress) {
         progress.setValue(0);
         return kGridConvertFailed;
       }
-      if (v == fileNull) {
+      if (v == fileNull || !std::isfinite(v)) {
         *p = NULL_VALUE;
       } else {
         addToStats(h, v);

@@ -12,6 +12,7 @@
 // grid_exchange.h, the GDAL rasters in grid_gdal.h.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -84,6 +85,7 @@ enum class GridError {
   BadMagic,    // characters 7 to 12 are not "GRIDB#" / "GRIDA#"
   Truncated,   // shorter than the header or the nodes it announces
   BadHeader,   // negative or zero counts, sizes beyond 32767
+  BadSpacing,  // a spacing that is not a positive finite number, or an origin that is not finite
   WriteFailed,
 };
 
@@ -93,7 +95,9 @@ struct GridReadResult {
   bool ok() const { return error == GridError::None; }
 };
 
-GridReadResult readGridHeader(const std::string& path);
+// The header alone. With `requireNodes` a file shorter than the nodes its header announces is
+// Truncated, as readGrid would find it, without reading them.
+GridReadResult readGridHeader(const std::string& path, bool requireNodes = false);
 GridReadResult readGrid(const std::string& path);
 // Writes magic (12 chars) and method (20, blank-padded) as given, the header and nodes, and
 // "#ENDDATA#". Returns false when the file cannot be written.
@@ -105,6 +109,21 @@ void recomputeGridStats(GridHeader& header, const std::vector<float>& nodes);
 
 // A short English explanation of a read error, for the command line beside the system's text.
 const char* gridErrorDetail(GridError error);
+
+// What a tool says of a grid it cannot read, for the errors that are not a wrong magic (each
+// reader keeps its own text for that): a truncated file, a header that makes no grid.
+inline constexpr const char* kMsgGridTruncated = "网格数据文件不完整(文件被截断), 请检查.";
+inline constexpr const char* kMsgGridBadHeader =
+    "网格数据文件头不正确(行列数或网格距无效), 请检查.";
+// The text for `error`; `badMagic` is the reader's own text for a wrong magic.
+std::string gridReadMessage(GridError error, const std::string& badMagic);
+
+// The one test of a grid's geometry where data enter the system: spacings positive and finite
+// (NaN fails), origin finite.
+inline bool gridSpacingValid(float dx, float dy) {
+  return std::isfinite(dx) && std::isfinite(dy) && dx > 0 && dy > 0;
+}
+bool gridGeometryValid(const GridHeader& h);
 
 // --- conversions ------------------------------------------------------------------------------
 

@@ -94,12 +94,27 @@ int readGdalRaster(const std::string& path, Grid& out, std::string* detail) {
   h.nx = nx;
   h.ny = ny;
   h.nullValue = NULL_VALUE;
+  if (!gridGeometryValid(h)) {
+    if (detail) *detail = "the raster's pixel size or origin is not a finite positive number";
+    return kGridBadFormat;
+  }
   const char* angle = GDALGetMetadataItem(ds.get(), "GRID_ANGLE", nullptr);
   h.angle = angle ? static_cast<float>(CPLAtof(angle)) : 0.0f;
 
   GDALRasterBandH band = GDALGetRasterBand(ds.get(), 1);
   int hasNoData = 0;
   double noData = GDALGetRasterNoDataValue(band, &hasNoData);
+  // A header may claim far more than the file holds: the last and the first row are read
+  // into a one-row buffer first, so that such a file fails before the grid is allocated.
+  {
+    std::vector<float> row(static_cast<std::size_t>(nx));
+    for (int probe : {ny - 1, 0})
+      if (GDALRasterIO(band, GF_Read, 0, probe, nx, 1, row.data(), nx, 1, GDT_Float32, 0, 0) !=
+          CE_None) {
+        quiet.fill(detail, "the raster cannot be read");
+        return kGridConvertFailed;
+      }
+  }
   std::vector<float> nodes(static_cast<std::size_t>(nx) * ny);
   if (GDALRasterIO(band, GF_Read, 0, 0, nx, ny, nodes.data(), nx, ny, GDT_Float32, 0, 0) !=
       CE_None) {
@@ -108,8 +123,9 @@ int readGdalRaster(const std::string& path, Grid& out, std::string* detail) {
   }
   if (northUp) flipRows(nodes, nx, ny);
   const float nd = static_cast<float>(noData);
+  // NaN and infinities are no data in every raster, as is the band's own no-data value.
   for (float& v : nodes)
-    if (std::isnan(v) || (hasNoData && v == nd)) v = NULL_VALUE;
+    if (!std::isfinite(v) || (hasNoData && v == nd)) v = NULL_VALUE;
   recomputeGridStats(h, nodes);
   h.magic = kGridMagicB;
   h.method = kMethodGdal;

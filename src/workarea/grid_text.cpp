@@ -162,6 +162,16 @@ int ItemReader::peek() {
   return fill(1) ? static_cast<unsigned char>(buf_[pos_]) : -1;
 }
 
+std::string ItemReader::peekWord() {
+  skipLineBreaks();
+  fill(kMaxNumberItem + 1);
+  std::size_t i = pos_;
+  while (i < end_ && i - pos_ <= kMaxNumberItem && !isBlank(buf_[i]) && !isBreak(buf_[i]) &&
+         buf_[i] != ',')
+    ++i;
+  return std::string(buf_.data() + pos_, i - pos_);
+}
+
 bool ItemReader::readLine(std::string& out) {
   out.clear();
   if (!fill(1)) return false;

@@ -41,6 +41,9 @@ class ItemReader {
   int peek();
   // The rest of the current line (without CR LF), or the next line when at a line start.
   bool readLine(std::string& out);
+  // The next word (up to a blank, comma or line break) after blanks and line breaks, not
+  // consumed; empty at the end of the file.
+  std::string peekWord();
 
  private:
   bool fill(std::size_t want);

@@ -299,8 +299,10 @@ ScatterReadResult readAsciiScatter(const std::string& path, const char* tag) {
     return r;
   }
   f.names.resize(static_cast<std::size_t>(fields));
-  f.values.resize(static_cast<std::size_t>(count) * static_cast<std::size_t>(fields));
-  std::size_t k = 0;
+  // Every value takes at least one byte of the file, so the file's size bounds what a header
+  // may make us hold; the values grow as the rows prove to be there.
+  f.values.reserve(std::min<std::size_t>(
+      static_cast<std::size_t>(count) * static_cast<std::size_t>(fields), bytes.size()));
   for (long long p = 0; p < count; ++p) {
     const std::string& line = lines[6 + static_cast<std::size_t>(p)];
     if (trim(line) == kEndData) {
@@ -313,10 +315,12 @@ ScatterReadResult readAsciiScatter(const std::string& path, const char* tag) {
       return r;
     }
     for (long long c = 0; c < fields; ++c) {
-      if (!parseFloat(items[static_cast<std::size_t>(c)], f.values[k++])) {
+      float v = 0;
+      if (!parseFloat(items[static_cast<std::size_t>(c)], v)) {
         r.error = ScatterError::BadNumber;
         return r;
       }
+      f.values.push_back(v);
     }
   }
   return r;
@@ -374,7 +378,8 @@ ScatterReadResult readCsvScatter(const std::string& path) {
     return r;
   }
   std::size_t fields = f.names.size();
-  f.values.reserve((lines.size() - 1) * fields);
+  // Each cell takes at least its separator: the file's size bounds the values.
+  f.values.reserve(std::min((lines.size() - 1) * fields, bytes.size()));
   for (std::size_t i = 1; i < lines.size(); ++i) {
     std::vector<std::string> cells = csvCells(lines[i]);
     if (cells.size() < fields) {

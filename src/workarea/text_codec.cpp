@@ -18,7 +18,8 @@ struct Converter {
     if (cd != reinterpret_cast<iconv_t>(-1)) iconv_close(cd);
   }
 
-  std::string run(std::string_view in, const char* replacement, std::size_t badWidth) {
+  std::string run(std::string_view in, const char* replacement, std::size_t badWidth,
+                  std::size_t* replaced = nullptr) {
     std::string out;
     if (in.empty()) return out;
     std::lock_guard lock(m);
@@ -49,6 +50,7 @@ struct Converter {
       }
       for (std::size_t i = 0; i < repLen; ++i) *dst++ = replacement[i];
       dstLeft -= repLen;
+      if (replaced) ++*replaced;
       std::size_t skip = std::min(badWidth, srcLeft);
       if (errno == EILSEQ && badWidth == 0) {
         // Skip one whole UTF-8 character.
@@ -76,7 +78,9 @@ Converter& fromGbk() {
 
 }  // namespace
 
-std::string utf8ToGbk(std::string_view utf8) {
+std::string utf8ToGbk(std::string_view utf8) { return utf8ToGbk(utf8, nullptr); }
+
+std::string utf8ToGbk(std::string_view utf8, std::size_t* replaced) {
   bool ascii = true;
   for (unsigned char ch : utf8)
     if (ch >= 0x80) {
@@ -84,7 +88,7 @@ std::string utf8ToGbk(std::string_view utf8) {
       break;
     }
   if (ascii) return std::string(utf8);
-  return toGbk().run(utf8, "?", 0);
+  return toGbk().run(utf8, "?", 0, replaced);
 }
 
 std::string gbkToUtf8(std::string_view gbk) {
@@ -166,6 +170,12 @@ bool isValidGbk(std::string_view s) {
 }
 
 }  // namespace
+
+bool decodesAsUtf8(std::string_view bytes) {
+  if (bytes.size() >= 3 && bytes.substr(0, 3) == "\xEF\xBB\xBF") return true;
+  if (!isValidUtf8(bytes)) return false;
+  return plausibleNarrowUtf8(bytes) || !isValidGbk(bytes);
+}
 
 std::string decodeFileText(std::string_view bytes) {
   if (bytes.size() >= 3 && bytes.substr(0, 3) == "\xEF\xBB\xBF") {

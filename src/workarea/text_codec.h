@@ -9,12 +9,17 @@ namespace sarnoth {
 
 // UTF-8 → GBK bytes. Characters GBK cannot hold become '?'.
 std::string utf8ToGbk(std::string_view utf8);
+// The same, adding to `replaced` the number of characters that became '?'.
+std::string utf8ToGbk(std::string_view utf8, std::size_t* replaced);
 // GBK bytes → UTF-8. Invalid sequences become U+FFFD.
 std::string gbkToUtf8(std::string_view gbk);
 // True when the bytes are well-formed UTF-8 (pure ASCII counts).
 bool isValidUtf8(std::string_view bytes);
 // Text read from a file: UTF-8 when it is valid UTF-8 (a BOM is dropped), else GBK.
 std::string decodeFileText(std::string_view bytes);
+// The choice decodeFileText makes: true when `bytes` read as UTF-8 (for a reader that decodes a
+// file block by block and decides on the first block that is not plain ASCII).
+bool decodesAsUtf8(std::string_view bytes);
 
 // A fixed-width text field of a binary file: the GBK bytes of `utf8`, cut on a character
 // boundary so that at most `width` bytes are used, then padded with blanks to `width`.

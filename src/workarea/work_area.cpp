@@ -226,4 +226,39 @@ void removeWorkTable(Database& db, const std::string& name) {
     db.execute("Delete From [TableInfo] Where [查询表名]=?", {name});
 }
 
+std::string newNameRefusal(const std::string& name, NewNameKind kind) {
+  const bool file = kind == NewNameKind::GridFile;
+  const std::string what = file ? "网格数据文件名" : "数据表名";
+  if (name.find_first_not_of(" \t\r\n") == std::string::npos)
+    return file ? "请给定保存数据文件名。" : "请输入新数据表名.";
+  if (name.find_first_of("/\\") != std::string::npos ||
+      (file && (name.find(':') != std::string::npos || name == "." || name == "..")))
+    return what + "不能含有路径分隔符(/ \\ :): " + name;
+  for (unsigned char c : name)
+    if (c < 0x20) return what + "不能含有控制字符: " + name;
+  return {};
+}
+
+std::string workAreaSummary(const std::string& workPath) {
+  std::string shown = workPath;
+  while (shown.size() > 1 && (shown.back() == '\\' || shown.back() == '/')) shown.pop_back();
+  std::string text = "工作区: " + shown;
+  std::vector<std::string> tables;
+  try {
+    Database db = openWorkDatabase(workPath);
+    listRegisteredTables(db, tables);
+  } catch (const StoreError&) {
+    return text + " (无法打开)";
+  }
+  std::size_t grids = 0;
+  std::error_code ec;
+  const fs::path dir = resolvePath(workPath + "Grid_dat");
+  for (fs::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
+    std::string ext = it->path().extension().string();
+    for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (ext == ".grd" && it->is_regular_file(ec)) ++grids;
+  }
+  return text + "   数据表: " + std::to_string(tables.size()) + "   网格: " + std::to_string(grids);
+}
+
 }  // namespace sarnoth

@@ -35,6 +35,17 @@ void ensureRegistry(Database& db);
 // A work path with its trailing separator, as gWorkPath holds it.
 std::string withTrailingSeparator(const std::string& dir);
 
+// Names of new things in the work area, tested where they enter: a name of blanks, or one with a
+// path separator ("/", "\") that would put a file outside its folder, is refused with the text
+// returned; empty when the name is good. Files (grids) also refuse ":", "." and "..".
+enum class NewNameKind { Table, GridFile };
+std::string newNameRefusal(const std::string& name, NewNameKind kind);
+
+// What the main window's status bar says of the work area: "工作区: <path>   数据表: 12   网格:
+// 5", counting the registered tables and the *.grd files of Grid_dat; "工作区: <path> (无法打开)"
+// when its store cannot be read.
+std::string workAreaSummary(const std::string& workPath);
+
 // --- CommModule -------------------------------------------------------------------------------
 
 // Opens gWorkPath + "Qury_Dat\QueryDB.mdb" (the given work path here). Throws StoreError.

@@ -118,15 +118,27 @@ TEST_F(ScatterTableTest, TablesExportAsScatterFilesOfTheSystem) {
   std::string text = test::readFile(asc);
   EXPECT_EQ(text.rfind("#SRNTHSCATA#\r\nC_FROMBASE\r\n3\r\n-1E+38\r\n4\r\nX,Y,Au,n\r\n", 0), 0u)
       << text;
-  // A scatter file keeps every point and its nulls, whatever the choice for text forms.
-  opt.nullsEmpty = true;
+  // A scatter file holds floats only: with "nulls empty" the points holding a null in a field
+  // written are left out, and the outcome counts them.
   opt.fields = {"Au", "X"};
   ASSERT_TRUE(saveTableAs(db, "化探", asc, opt, noProgress(), &points).ok);
   EXPECT_EQ(points, 3);
+  opt.nullsEmpty = true;
+  Outcome o = saveTableAs(db, "化探", asc, opt, noProgress(), &points);
+  ASSERT_TRUE(o.ok);
+  EXPECT_EQ(points, 2);
+  EXPECT_EQ(o.message, "有 1 个含空值的点未写出.");
   r = readAsciiScatter(asc);
   ASSERT_TRUE(r.ok());
   EXPECT_EQ(r.file.names, (std::vector<std::string>{"Au", "X"}));
-  EXPECT_EQ(r.file.at(1, 0), NULL_VALUE);
+  EXPECT_EQ(r.file.recordCount, 2);
+  EXPECT_EQ(r.file.values, (std::vector<float>{1.5f, 500100.5f, 2.75f, 500300}));
+  opt.format = SaveFormat::ScatterBinary;
+  ASSERT_TRUE(saveTableAs(db, "化探", bin, opt, noProgress(), &points).ok);
+  EXPECT_EQ(readBinaryScatter(bin).file.recordCount, 2);
+  opt.nullsEmpty = false;
+  opt.fields.clear();
+  ASSERT_TRUE(saveTableAs(db, "化探", bin, opt, noProgress(), &points).ok);
 
   // Exported and imported back, the numbers are the table's.
   ScriptedInteraction ui;

@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 #include <ogr_api.h>
 
+#include <algorithm>
+
+#include "datatools/table_import.h"
 #include "test_support.h"
 #include "workarea/null_value.h"
-#include "datatools/table_import.h"
 #include "workarea/text_codec.h"
 #include "workarea/work_area.h"
 
@@ -198,10 +200,222 @@ TEST_F(ImportTest, JetTableKeepsItsTypes) {
     }
 }
 
+// NaN and infinities are numbers that hold no data: the column stays numeric and they become the
+// null, counted with the empty cells.
+TEST_F(ImportTest, NanAndInfinityCellsBecomeTheNull) {
+  test::writeFile(tmp.file("nan.csv"), "a,b\n1,nan\n2,inf\n3,-Infinity\n4,5.5\n5,1e999\n");
+  ImportReport rep;
+  ASSERT_TRUE(run(tmp.file("nan.csv"), "t", none, &rep).ok);
+  EXPECT_EQ(db.fields("t")[1].type, JetType::Single);
+  EXPECT_EQ(rep.nullsWritten, 4);
+  EXPECT_EQ(valueToDouble(db.scalar("Select Count(*) From [t] Where [b] = -1E+38")), 4);
+  EXPECT_EQ(valueToDouble(db.scalar("Select Max([b]) From [t]")), 5.5);
+}
+
+// A dBASE file cut short is a read error: the import fails and leaves no table and no registry
+// row, where it used to register the readable half.
+TEST_F(ImportTest, TruncatedDbfFailsAndLeavesNothing) {
+  db.execute("Create Table [样品] ([点号] LONG, [Cu] SINGLE, [岩性] TEXT(10))");
+  {
+    TableWriter w(db, "样品", {"点号", "Cu", "岩性"});
+    for (int i = 0; i < 400; ++i) {
+      w.setInt(0, i);
+      w.setDouble(1, 0.25 * i);
+      w.setText(2, "花岗岩");
+      w.addRow();
+    }
+    w.commit();
+  }
+  ExportOptions d;
+  d.format = ExportFormat::Dbf;
+  ASSERT_TRUE(exportTable(db, "样品", tmp.file("s.dbf"), d, noProgress()).ok);
+  std::string bytes = test::readFile(tmp.file("s.dbf"));
+  test::writeFile(tmp.file("half.dbf"), bytes.substr(0, bytes.size() / 2));
+  Outcome o = run(tmp.file("half.dbf"), "半", none);
+  EXPECT_FALSE(o.ok);
+  EXPECT_NE(o.message.find("DBF"), std::string::npos) << o.message;
+  EXPECT_FALSE(db.tableExists("半"));
+  EXPECT_EQ(registered(), 0u);
+  // The whole file imports.
+  ImportReport rep;
+  ASSERT_TRUE(run(tmp.file("s.dbf"), "全", none, &rep).ok);
+  EXPECT_EQ(rep.rows, 400);
+}
+
+// dBASE names are GBK bytes, at most 10: a Chinese name is cut on a character boundary and kept
+// apart from its neighbours; SINGLE and DOUBLE fields come back as they went.
+TEST_F(ImportTest, DbfKeepsChineseNamesAndNumericTypes) {
+  db.execute(
+      "Create Table [重力] ([布格异常] SINGLE, [布格异常校正值] SINGLE, [布格异常校正后] DOUBLE, "
+      "[X] DOUBLE, [点号] LONG)");
+  db.execute("Insert Into [重力] Values (1.25, 2.5, 3.125, 431250.123456, 7)");
+  ExportOptions d;
+  d.format = ExportFormat::Dbf;
+  Outcome o = exportTable(db, "重力", tmp.file("g.dbf"), d, noProgress());
+  ASSERT_TRUE(o.ok);
+  EXPECT_NE(o.message.find("布格异常校正值"), std::string::npos) << o.message;
+  // The field descriptors: 32 bytes each from byte 32, the name in the first 11, NUL-padded.
+  const std::string bytes = test::readFile(tmp.file("g.dbf"));
+  std::vector<std::string> names;
+  for (std::size_t at = 32; at + 32 <= bytes.size() && bytes[at] != '\x0D'; at += 32)
+    names.push_back(gbkToUtf8(std::string(bytes.c_str() + at)));
+  EXPECT_EQ(names, (std::vector<std::string>{"布格异常", "布格异常校", "布格异常1", "X", "点号"}));
+  EXPECT_EQ(dbfFieldNames({"a", "A", "a b", ""}),
+            (std::vector<std::string>{"a", "A1", "a_b", "F4"}));
+
+  ASSERT_TRUE(run(tmp.file("g.dbf"), "回读", none).ok);
+  std::vector<FieldDef> f = db.fields("回读");
+  ASSERT_EQ(f.size(), 5u);
+  EXPECT_EQ(f[0].name, "布格异常");
+  EXPECT_EQ(f[0].type, JetType::Single);
+  EXPECT_EQ(f[1].type, JetType::Single);
+  EXPECT_EQ(f[2].type, JetType::Double);
+  EXPECT_EQ(f[3].type, JetType::Double);
+  EXPECT_EQ(f[4].type, JetType::Long);
+  EXPECT_EQ(valueToDouble(db.scalar("Select [X] From [回读]")), 431250.123456);
+  EXPECT_EQ(valueToDouble(db.scalar("Select [布格异常] From [回读]")), 1.25);
+}
+
+// Characters GBK cannot hold are counted and named, not dropped in silence; UTF-8 keeps them.
+TEST_F(ImportTest, GbkExportCountsWhatItCannotHold) {
+  db.execute("Create Table [注记] ([名称] TEXT(20))");
+  db.execute("Insert Into [注记] Values ('Straße'), ('矿点😀'), ('花岗岩')");
+  ExportOptions gbk;
+  Outcome o = exportTable(db, "注记", tmp.file("g.csv"), gbk, noProgress());
+  ASSERT_TRUE(o.ok);
+  EXPECT_NE(o.message.find("有 2 个字符无法用 GBK 编码表示"), std::string::npos) << o.message;
+  EXPECT_NE(test::readFile(tmp.file("g.csv")).find("Stra?e"), std::string::npos);
+  ExportOptions utf8;
+  utf8.encoding = TextEncoding::Utf8;
+  o = exportTable(db, "注记", tmp.file("u.csv"), utf8, noProgress());
+  ASSERT_TRUE(o.ok);
+  EXPECT_TRUE(o.message.empty());
+  EXPECT_NE(test::readFile(tmp.file("u.csv")).find("矿点😀"), std::string::npos);
+}
+
+TEST(ImportChoices, UnknownColumnsAndTypesAreRefusedAndChangeNothing) {
+  std::vector<ImportColumn> cols{{"x", {"x", JetType::Double, 0}, true},
+                                 {"Au", {"Au", JetType::Single, 0}, true}};
+  EXPECT_EQ(applyColumnChoices(cols, "x=BOGUS", "").message,
+            "不支持的字段类型: BOGUS (SINGLE, DOUBLE, LONG, INTEGER, TEXT(n), MEMO, DATE ...)");
+  EXPECT_EQ(applyColumnChoices(cols, "y=SINGLE", "").message, "源数据中没有字段: y");
+  EXPECT_EQ(applyColumnChoices(cols, "x=LONG", "Cu").message, "源数据中没有字段: Cu");
+  EXPECT_EQ(cols[0].type.type, JetType::Double);  // the refused choices left nothing behind
+  ASSERT_TRUE(applyColumnChoices(cols, "x=LONG, Au=TEXT(12)", "x").ok);
+  EXPECT_EQ(cols[0].type.type, JetType::Long);
+  EXPECT_FALSE(cols[0].import);
+  EXPECT_EQ(cols[1].type.declared(), "TEXT(12)");
+}
+
+// Names are made unique in linear time: 200,000 repeated headers take milliseconds, not minutes.
+TEST(ColumnNames, RepeatedAndEmptyNamesAreMadeUnique) {
+  std::vector<std::string> names{"Au", "", "Au", "Au_3", "Au"};
+  makeColumnNamesUnique(names);
+  EXPECT_EQ(names, (std::vector<std::string>{"Au", "F2", "Au_3", "Au_3_4", "Au_5"}));
+  std::vector<std::string> many(200000, "v");
+  makeColumnNamesUnique(many);
+  EXPECT_EQ(many[199999], "v_200000");
+  std::sort(many.begin(), many.end());
+  EXPECT_EQ(std::adjacent_find(many.begin(), many.end()), many.end());
+}
+
+// The file streams in blocks of 1 MB and the types come from the first 10,000 rows; where later
+// rows need a wider type the table gets it, as a guess over the whole file would give it, and the
+// values come through as written.
+TEST_F(ImportTest, LaterRowsWidenTheTypesOfTheFirstRows) {
+  std::string csv = "点号,整数,小数,备注,岩性,空列\n";
+  std::vector<std::vector<std::string>> cols(5);
+  for (int i = 1; i <= 30000; ++i) {
+    std::string whole = std::to_string(i % 997);
+    // After the sample: fractions, then digits a single cannot hold.
+    std::string frac = i <= 12000 ? std::to_string(i % 500) : i <= 20000 ? "2.5" : "3.14159265";
+    // Numbers in the sample, then remarks in more than one cell in ten.
+    std::string remark = i <= 10000 ? std::to_string(i) : (i % 3 ? "n.d." : "12.50");
+    std::string rock = i < 25000 ? "花岗岩" : "含石榴子石黑云母斜长片麻岩夹大理岩";
+    std::string empty = i <= 10000 ? "" : std::to_string(i % 7);
+    csv += "P" + std::to_string(i) + "," + whole + "," + frac + "," + remark + "," + rock + "," +
+           empty + "\n";
+    for (auto [k, v] : {std::pair{0, whole}, {1, frac}, {2, remark}, {3, rock}, {4, empty}})
+      cols[static_cast<std::size_t>(k)].push_back(v);
+  }
+  test::writeFile(tmp.file("wide.csv"), utf8ToGbk(csv));
+  ImportReport rep;
+  ASSERT_TRUE(run(tmp.file("wide.csv"), "宽", none, &rep).ok);
+  // The guess of the first rows, and the types the whole file called for.
+  EXPECT_EQ(preview.columns[2].type.type, JetType::Long);
+  EXPECT_EQ(preview.columns[3].type.type, JetType::Long);
+  const char* names[] = {"整数", "小数", "备注", "岩性", "空列"};
+  std::vector<FieldDef> f = db.fields("宽");
+  ASSERT_EQ(f.size(), 6u);
+  for (std::size_t k = 0; k < 5; ++k) {
+    const FieldDef whole = guessColumnType(names[k], cols[k]);
+    EXPECT_EQ(f[k + 1].declared(), whole.declared()) << names[k];
+  }
+  EXPECT_EQ(f[2].type, JetType::Double);
+  EXPECT_EQ(f[3].type, JetType::Text);
+  EXPECT_EQ(f[4].declared(), "TEXT(17)");
+  EXPECT_EQ(f[5].type, JetType::Long);
+  EXPECT_EQ(rep.rows, 30000);
+  // Empty cells of the number columns, and the remarks that became text again, counted as the
+  // whole-file import counts them: 10,000 empty cells of 空列.
+  EXPECT_EQ(rep.nullsWritten, 10000);
+  EXPECT_EQ(valueToDouble(db.scalar("Select Sum([小数]) From [宽] Where [点号] = 'P29999'")),
+            3.14159265);
+  EXPECT_EQ(valueToDouble(db.scalar("Select [小数] From [宽] Where [点号] = 'P15000'")), 2.5);
+  EXPECT_EQ(valueToDouble(db.scalar("Select [小数] From [宽] Where [点号] = 'P499'")), 499);
+  EXPECT_EQ(valueToText(db.scalar("Select [备注] From [宽] Where [点号] = 'P10001'")), "n.d.");
+  EXPECT_EQ(valueToText(db.scalar("Select [备注] From [宽] Where [点号] = 'P10004'")), "n.d.");
+  // A number in a column that turned text keeps its shortest text: "12.50" reads "12.5".
+  EXPECT_EQ(valueToText(db.scalar("Select [备注] From [宽] Where [点号] = 'P10002'")), "12.5");
+  EXPECT_EQ(valueToText(db.scalar("Select [备注] From [宽] Where [点号] = 'P9999'")), "9999");
+  EXPECT_EQ(valueToText(db.scalar("Select [岩性] From [宽] Where [点号] = 'P29000'")),
+            "含石榴子石黑云母斜长片麻岩夹大理岩");
+  EXPECT_EQ(valueToDouble(db.scalar("Select Count(*) From [宽] Where [空列] = -1E+38")), 10000);
+  EXPECT_EQ(registered(), 1u);
+}
+
+// Records that straddle the blocks: a quoted cell with a line break and GBK text across the
+// 1 MB mark, and a last line without its line break.
+TEST_F(ImportTest, RecordsAcrossBlockBoundariesReadWhole) {
+  std::string csv = "a,说明\n";
+  int rows = 0;
+  while (csv.size() < (1 << 20) - 40) csv += std::to_string(++rows) + ",矿化蚀变带\n";
+  csv += std::to_string(++rows) + ",\"跨越\n两块的\"\"注记\"\"，含逗号,分隔\"\n";
+  while (csv.size() < (3 << 20)) csv += std::to_string(++rows) + ",石英脉\n";
+  csv += std::to_string(++rows) + ",末行";
+  test::writeFile(tmp.file("blocks.csv"), utf8ToGbk(csv));
+  ImportReport rep;
+  ASSERT_TRUE(run(tmp.file("blocks.csv"), "块", none, &rep).ok);
+  EXPECT_EQ(rep.rows, rows);
+  EXPECT_EQ(valueToDouble(db.scalar("Select Count(*) From [块] Where [说明] = '矿化蚀变带'")),
+            static_cast<double>(db.rowCount("块") - 2) -
+                valueToDouble(db.scalar("Select Count(*) From [块] Where [说明] = '石英脉'")));
+  EXPECT_EQ(valueToText(db.scalar("Select [说明] From [块] Where [说明] Like '跨越*'")),
+            "跨越\n两块的\"注记\"，含逗号,分隔");
+  EXPECT_EQ(valueToText(db.scalar("Select [说明] From [块] Where [a] = ?", {Value(double(rows))})),
+            "末行");
+}
+
+// A ragged row after the rows the preview looked at is refused in the preview's words, and the
+// import leaves nothing behind.
+TEST_F(ImportTest, RaggedRowsBeyondTheSampleLeaveNothing) {
+  std::string csv = "x,y\n";
+  for (int i = 0; i < 12000; ++i) csv += std::to_string(i) + "," + std::to_string(2 * i) + "\n";
+  csv += "1,2,3\n";
+  test::writeFile(tmp.file("ragged.csv"), csv);
+  Outcome o = run(tmp.file("ragged.csv"), "r", none);
+  EXPECT_FALSE(o.ok);
+  EXPECT_EQ(o.message, "第12001行数据有3列, 多于表头的2列, 数据格式不正确.");
+  EXPECT_FALSE(db.tableExists("r"));
+  EXPECT_EQ(registered(), 0u);
+}
+
 TEST(GuessColumnType, Rules) {
   EXPECT_EQ(guessColumnType("a", {"1", "20", ""}).type, JetType::Long);
   EXPECT_EQ(guessColumnType("a", {"1.5", "2"}).type, JetType::Single);
   EXPECT_EQ(guessColumnType("a", {"1.2345678", "2"}).type, JetType::Double);
+  // Trailing zeros of a fraction carry nothing: "2.3300000" is a single's 2.33.
+  EXPECT_EQ(guessColumnType("a", {"2.3300000", "10.5000000"}).type, JetType::Single);
   EXPECT_EQ(guessColumnType("a", {"1,5"}, ',').type, JetType::Single);
   FieldDef t = guessColumnType("a", {"abc", "寒武系寒武系寒武系寒武系"});
   EXPECT_EQ(t.type, JetType::Text);

@@ -197,6 +197,23 @@ TEST(GridImageGeometry, SameImageWhateverTheThreads) {
   RenderResult c = renderRelief(g, cols, kWhite, 90, p, 1);
   RenderResult e = renderRelief(g, cols, kWhite, 90, p, 2);
   EXPECT_EQ(c.image.pixels, e.image.pixels);
+  // An upright grid is shaded stripe by stripe of pixel rows: many stripes, null holes, and the
+  // image the same on 1, 2 and 3 threads, and at a width where pixels fall between nodes.
+  Grid up = fieldGrid(301, 257, 5, 5, 0, [](double x, double y) {
+    return 40 * std::exp(-((x - 600) * (x - 600) + (y - 700) * (y - 700)) / 2e5) + 0.01 * x;
+  });
+  for (int r = 100; r < 140; ++r)
+    for (int col = 20; col < 90; ++col)
+      up.nodes[static_cast<std::size_t>(r) * 301 + col] = NULL_VALUE;
+  for (int width : {301, 517}) {
+    RenderResult one = renderRelief(up, cols, kWhite, width, p, 1);
+    ASSERT_TRUE(one.ok);
+    for (int threads : {2, 3}) {
+      RenderResult more = renderRelief(up, cols, kWhite, width, p, threads);
+      EXPECT_EQ(one.image.pixels, more.image.pixels) << width << " " << threads;
+      EXPECT_EQ(one.image.mask, more.image.mask);
+    }
+  }
 }
 
 // The Lambertian intensity of the plane z = a·x + b·y lit from azimuth φ at elevation α.
@@ -410,6 +427,51 @@ TEST_F(ViewerApply, ExportsPngAndGeoTiff) {
   EXPECT_FALSE(exportView(req, dir.file("map.jpg"), false, 0, table).ok);
 }
 
+// One bar, one format: the relief bar over a range of 7 to 106 once read 106.18, 99.348, 7.1414.
+TEST(ColourBar, OneFormatPerBar) {
+  const std::vector<float> relief{7.1414f, 21.3f, 56.77f, 99.348f, 106.18f};
+  EXPECT_EQ(colourBarLabels(relief, 0),
+            (std::vector<std::string>{"7.1", "21.3", "56.8", "99.3", "106.2"}));
+  // The level list's decimals rule where they are given.
+  EXPECT_EQ(colourBarLabels(relief, 2),
+            (std::vector<std::string>{"7.14", "21.30", "56.77", "99.35", "106.18"}));
+  // Fine steps get the decimals they need; large and tiny values a common mantissa.
+  EXPECT_EQ(colourBarLabels(std::vector<float>{0.5f, 0.52f, 0.54f}, 0),
+            (std::vector<std::string>{"0.500", "0.520", "0.540"}));
+  EXPECT_EQ(colourBarLabels(std::vector<float>{1.5e7f, 2.5e7f, 1e8f}, 0),
+            (std::vector<std::string>{"1.5E+07", "2.5E+07", "1.0E+08"}));
+  for (const auto& labels : {colourBarLabels(relief, 0), colourBarLabels(relief, 3)}) {
+    const std::size_t dot = labels[0].size() - labels[0].find('.');
+    for (const auto& l : labels) EXPECT_EQ(l.size() - l.find('.'), dot) << l;
+  }
+}
+
+// The viewer's status line and scale bar, worked by hand on a 3 x 2 grid at (1000, 2000), 10 m.
+TEST(ViewerReadouts, ValueUnderTheCursorAndScaleBar) {
+  Grid g;
+  g.header.nx = 3;
+  g.header.ny = 2;
+  g.header.x0 = 1000;
+  g.header.y0 = 2000;
+  g.header.dx = g.header.dy = 10;
+  g.nodes = {1, 2, 3, 4, NULL_VALUE, 6.25f};
+  EXPECT_EQ(gridValueAt(g, 1000, 2000), 1.0f);
+  EXPECT_EQ(gridValueAt(g, 1024.9, 2005.1), 6.25f);  // nearest node (r 1, c 2)
+  EXPECT_FALSE(gridValueAt(g, 1010, 2010));          // a null node
+  EXPECT_FALSE(gridValueAt(g, 1025.1, 2000));        // beyond the outer half cell
+  EXPECT_EQ(cursorText(g, 1020.25, 2009.5), "X: 1020.25   Y: 2009.50   值: 6.25");
+  EXPECT_EQ(cursorText(g, 1010, 2010), "X: 1010.00   Y: 2010.00   值: 空值");
+  EXPECT_EQ(cursorText(g, 900, 2010), "X: 900.00   Y: 2010.00");
+
+  ScaleBar b = scaleBarFor(7.3, 100);  // 730 m wanted: 500 m is the round length below
+  EXPECT_EQ(b.length, 500);
+  EXPECT_EQ(b.pixels, 68);
+  EXPECT_EQ(b.label, "500");
+  EXPECT_EQ(scaleBarFor(0.0021, 100).label, "0.2");
+  EXPECT_EQ(scaleBarFor(25000, 100).label, "2E+06");
+  EXPECT_EQ(scaleBarFor(0, 100).pixels, 0);
+}
+
 TEST(ColourBar, LabelsAndSwatches) {
   EXPECT_EQ(colourBarLabel(12.5f, 2), "12.50");
   EXPECT_EQ(colourBarLabel(1.5e-7f, 0), "1.5E-07");
@@ -451,7 +513,10 @@ TEST(RenderCli, WritesImagesAndRefusesBadScales) {
   EXPECT_NE(r.status, 0);
   EXPECT_NE(r.out.find(kMsgOver256), std::string::npos) << r.out;
   r = test::runCli("render grid " + dir.file("nothing.grd") + " -o " + dir.file("x.bmp"));
-  EXPECT_NE(r.out.find(kMsgNotGrid), std::string::npos);
+  EXPECT_NE(r.out.find("打开输入文件错误。"), std::string::npos) << r.out;
+  test::writeFile(dir.file("text.grd"), "not a grid at all, but long enough for a magic");
+  r = test::runCli("render grid " + dir.file("text.grd") + " -o " + dir.file("x.bmp"));
+  EXPECT_NE(r.out.find(kMsgNotGrid), std::string::npos) << r.out;
 }
 
 }  // namespace

@@ -16,7 +16,6 @@
 
 #include "app/messages.h"
 #include "app/tool_registry.h"
-#include "gui_support.h"
 #include "datatools/data_tools.h"
 #include "datatools/forms/frmClearTableM.h"
 #include "datatools/forms/frmFormatConvert.h"
@@ -25,6 +24,7 @@
 #include "datatools/forms/frmOutTblToWorkBase.h"
 #include "datatools/forms/frmSQLProcess.h"
 #include "datatools/forms/frmSaveDataTo.h"
+#include "gui_support.h"
 #include "workarea/grid_file.h"
 #include "workarea/path_resolver.h"
 #include "workarea/text_codec.h"
@@ -208,7 +208,8 @@ TEST_F(DataWindowTest, ExportWindowWritesTextAndScatterFiles) {
   EXPECT_EQ(readFile(area("out.csv")),
             "点号,X,Y,Au\r\nP1,100,200,1.5\r\nP2,110,210,\r\nP3,120,220,2.25\r\n");
 
-  // The scatter form through the save dialog; a scatter file keeps every point and its null.
+  // The scatter form through the save dialog; with empty nulls chosen, the point that holds one
+  // stays out of the scatter file, and the message says so.
   child<QComboBox>(&w, "cboFormat")->setCurrentIndex(static_cast<int>(SaveFormat::ScatterBinary));
   EXPECT_EQ(child<QLineEdit>(&w, "txtFileName")->text(), QString::fromStdString(area("out.dat")));
   ScriptedSaveDialogs dialogs({area("pts.dat")});
@@ -217,7 +218,9 @@ TEST_F(DataWindowTest, ExportWindowWritesTextAndScatterFiles) {
   ScatterReadResult r = readBinaryScatter(area("pts.dat"));
   ASSERT_TRUE(r.ok());
   EXPECT_EQ(r.file.origin.substr(0, 10), "B_FromBase");
-  EXPECT_EQ(r.file.recordCount, 3);
+  EXPECT_EQ(r.file.recordCount, 2);
+  EXPECT_NE(boxes.texts.back().find("有 1 个含空值的点未写出."), std::string::npos)
+      << boxes.texts.back();
 }
 
 TEST_F(DataWindowTest, ExportWindowRefusesAMissingFileName) {
@@ -295,6 +298,40 @@ TEST_F(DataWindowTest, GridImportWindowRefusesGarbageAndImportsImages) {
   child<QPushButton>(&images, "btnApply")->click();
   ASSERT_EQ(boxes.texts.size(), 1u);
   EXPECT_TRUE(pathExists(area("Imag_Dat/map.png")));
+}
+
+// An ArcView file: "xllcorner" is the first node unless chkCellCorner asks for the GIS reading,
+// the outer corner of the lower-left cell (the node half a cell inside).
+TEST_F(DataWindowTest, GridImportWindowReadsXllcornerAsTheNodeUnlessTheCornerIsChecked) {
+  writeFile(area("dem.asc"),
+            "ncols 3\nnrows 2\nxllcorner 1000\nyllcorner 2000\ncellsize 10\nNODATA_value -9999\n"
+            "1 2 3\n4 5 -9999\n");
+  frmGridDataIn w;
+  w.setMode(0);
+  w.setFileName(QString::fromStdString(area("dem.asc")));
+  EXPECT_FALSE(child<QCheckBox>(&w, "chkCellCorner")->isChecked());
+  {
+    ScriptedMessages boxes;
+    child<QPushButton>(&w, "btnApply")->click();
+    ASSERT_EQ(boxes.texts.size(), 1u);
+  }
+  GridReadResult r = readGrid(area("Grid_dat/dem.grd"));
+  ASSERT_TRUE(r.ok());
+  EXPECT_EQ(r.grid.header.x0, 1000);
+  EXPECT_EQ(r.grid.header.y0, 2000);
+  EXPECT_EQ(r.grid.header.validCount, 5);
+
+  child<QCheckBox>(&w, "chkCellCorner")->setChecked(true);
+  child<QLineEdit>(&w, "txtNewName")->setText("dem_gis");
+  {
+    ScriptedMessages boxes;
+    child<QPushButton>(&w, "btnApply")->click();
+    ASSERT_EQ(boxes.texts.size(), 1u);
+  }
+  r = readGrid(area("Grid_dat/dem_gis.grd"));
+  ASSERT_TRUE(r.ok());
+  EXPECT_EQ(r.grid.header.x0, 1005);
+  EXPECT_EQ(r.grid.header.y0, 2005);
 }
 
 // ---- format conversion ------------------------------------------------------------------------

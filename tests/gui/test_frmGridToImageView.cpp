@@ -3,20 +3,26 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QFileDialog>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QMouseEvent>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QStatusBar>
+#include <QTimer>
 #include <QTreeWidget>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
 
+#include "app/file_dialogs.h"
 #include "app/messages.h"
 #include "display/forms/frmGridToImageView.h"
 #include "display/forms/map_view.h"
+#include "gui_support.h"
 #include "test_support.h"
+#include "workarea/path_resolver.h"
 #include "workarea/session.h"
 
 namespace sarnoth::gui {
@@ -102,10 +108,12 @@ TEST_F(GridViewerWindow, RefusalsThenRenders) {
   ColourScale big = none;
   for (int i = 0; i < 500; ++i) big.levels.push_back({static_cast<float>(i), 260});
   w.setScale(big);
+  // The image made on opening stays as it was through the refusals.
+  const std::string opened = test::readFile(bitmap());
   w.btnApply->click();
   EXPECT_EQ(msgs.texts.back(), kMsgOver256);
-  EXPECT_FALSE(w.hasImage());
-  EXPECT_FALSE(fs::exists(bitmap()));
+  EXPECT_TRUE(w.hasImage());
+  EXPECT_EQ(test::readFile(bitmap()), opened);
 
   // Automatic grading regrades from the panel: 20 equal intervals over the range.
   w.optSelM[1]->setChecked(true);
@@ -156,6 +164,125 @@ TEST_F(GridViewerWindow, RefusalsThenRenders) {
   w.close();
   EXPECT_FALSE(fs::exists(bitmap()));
   EXPECT_FALSE(fs::exists(work.dir() + "temp/retrmap.map"));
+}
+
+// What a viewer of maps offers: the image on opening, the value under the cursor, zoom by buttons
+// and keys, a scale bar, and a view that stays put when the window is resized.
+TEST_F(GridViewerWindow, OpensRenderedZoomsAndShowsTheValueUnderTheCursor) {
+  ScriptedMessages msgs;
+  frmGridToImageView w;
+  ASSERT_TRUE(w.openGrid(grid));
+  EXPECT_TRUE(w.hasImage());  // rendered on opening, no button pressed
+  EXPECT_TRUE(fs::exists(bitmap()));
+  EXPECT_TRUE(msgs.texts.empty());
+  w.resize(1150, 760);
+  w.show();
+  QApplication::processEvents();
+
+  // The node under the cursor: (c, r) = (60, 45) holds the field's value there.
+  MapView* map = w.edViewCtrl;
+  auto pointOf = [&](double x, double y) {
+    // Bisect nothing: the view maps linearly, so two map positions give the transform.
+    double x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+    map->mapPosition(QPointF(0, 0), x0, y0);
+    map->mapPosition(QPointF(100, 100), x1, y1);
+    return QPointF((x - x0) / (x1 - x0) * 100, (y - y0) / (y1 - y0) * 100);
+  };
+  const GridReadResult g = readGrid(grid);
+  const float expected = g.grid.at(45, 60);
+  const QPointF at = pointOf(500000 + 60 * 50, 3200000 + 45 * 50);
+  QMouseEvent move(QEvent::MouseMove, at, map->mapToGlobal(at), Qt::NoButton, Qt::NoButton,
+                   Qt::NoModifier);
+  QApplication::sendEvent(map, &move);
+  const QString status = w.sbrCoord->currentMessage();
+  EXPECT_TRUE(status.contains(QString("值: %1").arg(static_cast<double>(expected), 0, 'g', 7)))
+      << status.toStdString();
+  // Over the null corner the value says so.
+  const QPointF nullCorner = pointOf(500000 + 2 * 50, 3200000 + 88 * 50);
+  QMouseEvent moveNull(QEvent::MouseMove, nullCorner, map->mapToGlobal(nullCorner), Qt::NoButton,
+                       Qt::NoButton, Qt::NoModifier);
+  QApplication::sendEvent(map, &moveNull);
+  EXPECT_TRUE(w.sbrCoord->currentMessage().contains("值: 空值"))
+      << w.sbrCoord->currentMessage().toStdString();
+
+  // Zoom: the buttons and the keys + - 0.
+  const double fitted = map->scale();
+  w.findChild<QPushButton*>("btnZoomIn")->click();
+  EXPECT_NEAR(map->scale(), fitted * MapView::kZoomStep, 1e-9);
+  QKeyEvent minus(QEvent::KeyPress, Qt::Key_Minus, Qt::NoModifier, "-");
+  QApplication::sendEvent(map, &minus);
+  EXPECT_NEAR(map->scale(), fitted, 1e-9);
+  QKeyEvent plus(QEvent::KeyPress, Qt::Key_Plus, Qt::NoModifier, "+");
+  QApplication::sendEvent(map, &plus);
+  QApplication::sendEvent(map, &plus);
+  const double zoomed = map->scale();
+  EXPECT_NEAR(zoomed, fitted * MapView::kZoomStep * MapView::kZoomStep, 1e-9);
+
+  // A resize keeps the zoom and the map point at the centre.
+  double cx = 0, cy = 0;
+  ASSERT_TRUE(map->centre(cx, cy));
+  w.resize(1300, 900);
+  QApplication::processEvents();
+  EXPECT_NEAR(map->scale(), zoomed, 1e-9);
+  double nx = 0, ny = 0;
+  ASSERT_TRUE(map->centre(nx, ny));
+  EXPECT_NEAR(nx, cx, map->unitsPerScreenPixel());
+  EXPECT_NEAR(ny, cy, map->unitsPerScreenPixel());
+  QKeyEvent zero(QEvent::KeyPress, Qt::Key_0, Qt::NoModifier, "0");
+  QApplication::sendEvent(map, &zero);
+  EXPECT_NE(map->scale(), zoomed);
+  w.findChild<QPushButton*>("btnZoomFit")->click();
+  const double refit = map->scale();
+  w.resize(1150, 760);  // a fitted view stays fitted
+  QApplication::processEvents();
+  EXPECT_LT(map->scale(), refit);
+
+  // The scale bar the map draws: a round length of about 100 pixels.
+  const display::ScaleBar bar = display::scaleBarFor(map->unitsPerScreenPixel(), 100);
+  EXPECT_GT(bar.pixels, 40);
+  EXPECT_LE(bar.pixels, 100);
+  w.close();
+}
+
+// An export named without an extension gets the extension of the filter chosen, through the
+// handler that stands for the dialog as through Qt's own dialog itself.
+TEST_F(GridViewerWindow, ExportAndPaletteNamesGetTheFiltersExtension) {
+  ScriptedMessages msgs;
+  frmGridToImageView w;
+  ASSERT_TRUE(w.openGrid(grid));
+  {
+    ScriptedSaveDialogs dialogs({work.file("图像")});
+    w.btnExport->click();
+    EXPECT_TRUE(fs::exists(work.file("图像.png")));
+    EXPECT_TRUE(msgs.texts.empty()) << msgs.texts.front();
+    ASSERT_EQ(dialogs.titles.size(), 1u);
+  }
+  {
+    ScriptedSaveDialogs dialogs({work.file("色阶")});
+    w.findChild<QPushButton*>("btnSetColr_0")->click();
+    EXPECT_TRUE(fs::exists(work.file("色阶.pal")));
+  }
+  // Qt's dialog, driven as a user would: the GeoTIFF filter and a bare name.
+  forgetDialogFolders();
+  bool seen = false;
+  sarnoth::testing::ModalScript script({[&](QWidget* dialog) {
+    auto* d = qobject_cast<QFileDialog*>(dialog);
+    ASSERT_NE(d, nullptr);
+    seen = true;
+    // It opens in the work area's image folder.
+    EXPECT_EQ(fs::path(d->directory().absolutePath().toStdString()),
+              fs::path(resolvePath(work.dir() + "Imag_Dat")));
+    d->selectNameFilter(d->nameFilters().at(1));
+    d->selectFile(QString::fromStdString(work.file("地形")));
+    QMetaObject::invokeMethod(d, "accept", Qt::DirectConnection);
+  }});
+  fs::create_directories(work.dir() + "Imag_Dat");
+  w.btnExport->click();
+  EXPECT_TRUE(seen);
+  EXPECT_TRUE(fs::exists(work.file("地形.tif")));
+  // The folder is remembered for images within the session.
+  EXPECT_EQ(dialogFolder(FileKind::Image), fs::path(work.file("地形")).parent_path().string());
+  EXPECT_TRUE(msgs.texts.empty());
 }
 
 TEST_F(GridViewerWindow, ColourPanelEditsAndPaletteFiles) {

@@ -1,5 +1,6 @@
 // The gridding window on the demo work area: proposed fields and geometry, the edits, the method
 // controls, runs of a plain method and of kriging, the overwrite question and the refusals.
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QGroupBox>
@@ -9,6 +10,8 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QTimer>
+#include <cstdlib>
 
 #include "app/frm_main.h"
 #include "app/messages.h"
@@ -75,6 +78,7 @@ TEST_F(ScatToGridWindow, ProposesFieldsAndGeometryAndFollowsEdits) {
 
   ScriptedMessages boxes;
   frmVLQScatToGrid f;
+  ASSERT_TRUE(f.load());
   EXPECT_EQ(f.windowTitle(), QString::fromUtf8("离散数据网格化"));
   pickTable(f, kDemoSedimentTable);
   EXPECT_EQ(get<QComboBox>(f, "cboXXItem")->currentText(), QString::fromUtf8("横坐标"));
@@ -102,10 +106,19 @@ TEST_F(ScatToGridWindow, ProposesFieldsAndGeometryAndFollowsEdits) {
   setText(f, "txtGPar_8", "500");
   EXPECT_EQ(text(f, "txtGPar_9"), std::to_string(*gridCount(ey.extent.min, ey.extent.max, 500)));
   EXPECT_TRUE(boxes.texts.empty());
+  // A spacing of 0 is said when the box is left, not at the key that typed it.
   setText(f, "txtGPar_8", "0");
+  EXPECT_TRUE(boxes.texts.empty());
+  emit get<QLineEdit>(f, "txtGPar_8")->editingFinished();
   ASSERT_EQ(boxes.texts.size(), 1u);
-  EXPECT_EQ(boxes.texts[0], "网格距必需是大于 0 的数.");
+  EXPECT_EQ(boxes.texts[0], "网格距必需是大于 0 的数.\n(DY)");
   EXPECT_EQ(boxes.titles[0], "Sarnoth 提示");
+  // A box left holding no number is named.
+  setText(f, "txtGPar_3", "5OO");
+  emit get<QLineEdit>(f, "txtGPar_3")->editingFinished();
+  ASSERT_EQ(boxes.texts.size(), 2u);
+  EXPECT_EQ(boxes.texts[1], "网格化数据处理错,请检查. \n(DX: 5OO)");
+  setText(f, "txtGPar_3", "500");
 
   // The method list and what each method shows.
   auto* mode = get<QComboBox>(f, "cboCalMode");
@@ -144,6 +157,7 @@ TEST_F(ScatToGridWindow, ProposesFieldsAndGeometryAndFollowsEdits) {
 
 TEST_F(ScatToGridWindow, GridsOverwritesOnlyOnYesAndRefuses) {
   frmVLQScatToGrid f;
+  ASSERT_TRUE(f.load());
   pickTable(f, kDemoSedimentTable);
   setText(f, "txtGPar_3", "500");
   setText(f, "txtGPar_8", "500");
@@ -163,6 +177,19 @@ TEST_F(ScatToGridWindow, GridsOverwritesOnlyOnYesAndRefuses) {
   auto* bar = get<QProgressBar>(f, "prbSpeed");
   EXPECT_EQ(bar->maximum(), ny);  // the finishing pass ran over the rows
   EXPECT_EQ(bar->value(), 0);
+  // The status line says what the run made.
+  const QString status = get<QLabel>(f, "lblStatus")->text();
+  EXPECT_TRUE(status.startsWith(QString::fromUtf8("已生成 Au.grd: ") +
+                                text(f, "txtGPar_4").c_str() + QString::fromUtf8(" 列 × ") +
+                                QString::number(ny) + QString::fromUtf8(" 行, 有效节点 ") +
+                                QString::number(head.grid.header.validCount)))
+      << status.toStdString();
+  EXPECT_TRUE(status.contains(QString::fromUtf8("用时"))) << status.toStdString();
+  if (const char* shots = std::getenv("SARNOTH_SCREENSHOT_DIR")) {
+    f.show();
+    QApplication::processEvents();
+    f.grab().save(QString(shots) + "/frmVLQScatToGrid.png");
+  }
 
   // Again: the question, No leaves the file as it was.
   const std::string before = readFile(au);
@@ -185,7 +212,7 @@ TEST_F(ScatToGridWindow, GridsOverwritesOnlyOnYesAndRefuses) {
   setText(f, "txtFileOut", "坏参数");
   setText(f, "txtPar", "六");
   click(f, "btnApply");
-  EXPECT_EQ(boxes.texts.back(), "网格化数据处理错,请检查. ");
+  EXPECT_EQ(boxes.texts.back(), "网格化数据处理错,请检查. \n(参数: 六)");
   EXPECT_FALSE(std::filesystem::exists(area("Grid_dat/坏参数.grd")));
   setText(f, "txtPar", "6");
 
@@ -204,8 +231,75 @@ TEST_F(ScatToGridWindow, GridsOverwritesOnlyOnYesAndRefuses) {
   EXPECT_TRUE(std::filesystem::exists(area("Grid_dat/Cu.grd")));
 }
 
+// A run on a small table that lasts: the bar moves and the window repaints while it runs, and
+// "返回" stops it without closing the window or writing the grid.
+TEST_F(ScatToGridWindow, LongRunsMoveTheBarRepaintAndStop) {
+  {
+    Database db = openWorkDatabase(gWorkPath);
+    db.execute("Create Table [密集] ([横坐标] SINGLE, [纵坐标] SINGLE, [Cu] SINGLE)");
+    TableWriter w(db, "密集", {"横坐标", "纵坐标", "Cu"});
+    for (int i = 0; i < 8000; ++i) {
+      w.setDouble(0, (i * 7919) % 600);
+      w.setDouble(1, (i * 104729) % 600);
+      w.setDouble(2, i % 97);
+      w.addRow();
+    }
+    w.commit();
+    ScriptedInteraction yes({}, Answer::Yes);
+    Registration how;
+    how.origin = "OutDataIn";
+    how.note = "外部数据导入";
+    registerTable(db, "密集", how, yes);
+  }
+  frmVLQScatToGrid f;
+  ASSERT_TRUE(f.load());
+  pickTable(f, "密集");
+  setText(f, "txtGPar_3", "1");
+  setText(f, "txtGPar_8", "1");
+  setText(f, "txtRx", "250");  // a window of ~200,000 nodes a point: seconds of work
+  get<QComboBox>(f, "cboCalMode")->setCurrentIndex(1);  // 平均值
+  f.show();
+  QApplication::processEvents();
+
+  ScriptedMessages boxes;
+  int ticks = 0, moving = 0;
+  QTimer watcher;
+  QObject::connect(&watcher, &QTimer::timeout, [&] {
+    ++ticks;  // the event loop runs: the window can repaint
+    auto* bar = get<QProgressBar>(f, "prbSpeed");
+    if (bar->value() > 0 && bar->value() < bar->maximum()) ++moving;
+    if (ticks == 6) click(f, "btnReturn");  // stop after about 300 ms
+  });
+  watcher.start(50);
+  click(f, "btnApply");
+  watcher.stop();
+  EXPECT_GE(ticks, 4);
+  EXPECT_GE(moving, 1);
+  EXPECT_TRUE(f.isVisible());  // "返回" during a run stops it, the window stays
+  EXPECT_TRUE(boxes.texts.empty());
+  EXPECT_EQ(get<QLabel>(f, "lblStatus")->text(), QString::fromUtf8("网格化已中止."));
+  EXPECT_FALSE(std::filesystem::exists(area("Grid_dat/Cu.grd")));
+  EXPECT_TRUE(get<QPushButton>(f, "btnApply")->isEnabled());
+  f.close();
+}
+
+// A window whose work area cannot be opened says so and does not open.
+TEST_F(ScatToGridWindow, DoesNotOpenWithoutItsWorkArea) {
+  gWorkPath = area("gone/");
+  ScriptedMessages boxes;
+  EXPECT_EQ(createToolWindow("frmVLQScatToGrid", nullptr, 0), nullptr);
+  ASSERT_EQ(boxes.texts.size(), 1u);
+  EXPECT_EQ(createToolWindow("frmGridDataIn", nullptr, 0), nullptr);
+  ASSERT_EQ(boxes.texts.size(), 2u);
+  EXPECT_NE(boxes.texts[1].find("工作区不存在"), std::string::npos) << boxes.texts[1];
+  EXPECT_EQ(createToolWindow("frmGMFreqProcs", nullptr, 500), nullptr);
+  ASSERT_EQ(boxes.texts.size(), 3u);
+  EXPECT_NE(boxes.texts[2].find("工作区不存在"), std::string::npos) << boxes.texts[2];
+}
+
 TEST_F(ScatToGridWindow, ImageButtonNeedsAResult) {
   frmVLQScatToGrid f;
+  ASSERT_TRUE(f.load());
   pickTable(f, "九点");
   ScriptedMessages boxes;
   click(f, "btnImg");

@@ -303,6 +303,7 @@ TEST_F(PickerTest, SelectTblPicksFromTextOrDatabase) {
   ASSERT_TRUE(t.load());
   EXPECT_EQ(items(t.lstTbls).join("|"), QString::fromUtf8("Sheet1|化探数据|Sheet3"));
   ScriptedMessages boxes;
+  t.lstTbls->clearSelection();  // the first name comes selected; without one the button refuses
   t.btnSure->click();
   ASSERT_EQ(boxes.texts.size(), 1u);
   EXPECT_EQ(boxes.texts[0], "请选择数据表.");

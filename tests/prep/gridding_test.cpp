@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -347,6 +349,170 @@ TEST(Rounding, HalfAwayFromZeroThroughText) {
 }
 
 // ---- whole runs ------------------------------------------------------------------------------
+
+// The engine owns the defaults of the method parameter and the parsing of txtPars: both front
+// ends call it, and "abc" is no number.
+TEST(GriddingParameters, DefaultsAndKrigingParameterParsing) {
+  EXPECT_EQ(methodDefaultParameter(GridMethod::InverseDistance), 2.0f);
+  EXPECT_EQ(methodDefaultParameter(GridMethod::Exponential), 5.0f);
+  EXPECT_EQ(methodDefaultParameter(GridMethod::Kriging), 6.0f);
+  EXPECT_FALSE(methodDefaultParameter(GridMethod::Sum));
+  EXPECT_EQ(parseKrigingParams(" 20, 40.5 ,60"), (std::vector<float>{20, 40.5f, 60}));
+  EXPECT_EQ(parseKrigingParams("  "), std::vector<float>{});
+  for (const char* bad : {"20,abc,60", "20,,60", "20,4x", "1e99"})
+    EXPECT_FALSE(parseKrigingParams(bad)) << bad;
+}
+
+// Records the progress as a window sees it; stops when told to.
+class WatchingProgress : public Progress {
+ public:
+  explicit WatchingProgress(int stopAtPump = -1) : stopAt_(stopAtPump) {}
+  void setValue(std::int64_t v) override {
+    Progress::setValue(v);
+    if (v > 0 && v < maximum()) ++midValues;
+  }
+  bool pump() override {
+    ++pumps;
+    return pumps != stopAt_;
+  }
+  int pumps = 0, midValues = 0;
+
+ private:
+  int stopAt_;
+};
+
+// Points spread over a grid, each with a search window of a few thousand nodes, so that a run
+// lasts a good part of a second although the table is small.
+std::vector<ScatterPoint> spreadPoints(int n, int cols, int rows) {
+  std::mt19937 rng(7);
+  std::uniform_real_distribution<float> ux(0, static_cast<float>(cols - 1)),
+      uy(0, static_cast<float>(rows - 1)), uv(0, 100);
+  std::vector<ScatterPoint> pts(static_cast<std::size_t>(n));
+  for (auto& p : pts) p = {ux(rng), uy(rng), uv(rng)};
+  return pts;
+}
+
+// A table under 8,192 rows moves the bar and lets events through while it is read, at least
+// every 100 ms; a pump that answers "stop" ends the run with nothing to say.
+TEST(GriddingProgress, SmallTablesMoveTheBarAndEveryRunCanBeStopped) {
+  GriddingJob job = unitJob(GridMethod::Mean, 600, 600, 60);
+  std::vector<ScatterPoint> pts = spreadPoints(8000, 600, 600);
+  WatchingProgress watch;
+  const auto t0 = std::chrono::steady_clock::now();
+  VectorPointSource src(pts);
+  GridComputation g = computeGrid(src, job, {}, watch);
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+  ASSERT_TRUE(g.outcome.ok);
+  // At least four times a second, however loaded the machine.
+  EXPECT_GE(watch.pumps, static_cast<int>(seconds / 0.25) - 1) << seconds << " s";
+  if (seconds > 0.3) {
+    EXPECT_GT(watch.midValues, 0) << seconds << " s";
+  }
+
+  WatchingProgress stop(1);
+  VectorPointSource again(pts);
+  GridComputation s = computeGrid(again, job, {}, stop);
+  EXPECT_FALSE(s.outcome.ok);
+  EXPECT_TRUE(s.outcome.message.empty());
+  EXPECT_TRUE(s.nodes.empty());
+}
+
+// Kriging reports its rows as the worker threads solve them, and can be stopped mid-way.
+TEST(GriddingProgress, KrigingReportsRowsAndStops) {
+  GriddingJob job = unitJob(GridMethod::Kriging, 150, 150, 10);
+  job.par = 16;
+  std::vector<ScatterPoint> pts = spreadPoints(3000, 150, 150);
+  WatchingProgress watch;
+  VectorPointSource src(pts);
+  GridComputation g = computeGrid(src, job, {}, watch);
+  ASSERT_TRUE(g.outcome.ok);
+  EXPECT_GE(watch.pumps, 1);
+  EXPECT_EQ(watch.maximum(), 150);  // the node rows
+  WatchingProgress stop(1);
+  VectorPointSource again(pts);
+  GridComputation s = computeGrid(again, job, {}, stop);
+  EXPECT_FALSE(s.outcome.ok);
+  EXPECT_TRUE(s.outcome.message.empty());
+}
+
+// Points in no order over a 90 x 70 grid: a quarter land exactly on nodes (integer coordinates,
+// some nodes hit twice) so that records end early and lock nodes, the rest fall anywhere.
+std::vector<ScatterPoint> mixedPoints(int n) {
+  std::mt19937 rng(20240601);
+  std::uniform_real_distribution<float> ux(-3, 93), uy(-3, 73), uv(-50, 150);
+  std::uniform_int_distribution<int> ix(0, 89), iy(0, 69);
+  std::vector<ScatterPoint> pts;
+  for (int i = 0; i < n; ++i) {
+    if (i % 4 == 0)
+      pts.push_back({static_cast<float>(ix(rng)), static_cast<float>(iy(rng)), uv(rng)});
+    else
+      pts.push_back({ux(rng), uy(rng), uv(rng)});
+  }
+  return pts;
+}
+
+bool sameBits(const GridComputation& a, const GridComputation& b) {
+  return a.nodes.size() == b.nodes.size() &&
+         std::memcmp(a.nodes.data(), b.nodes.data(), a.nodes.size() * sizeof(float)) == 0 &&
+         floatBits(a.zMin) == floatBits(b.zMin) && floatBits(a.zMax) == floatBits(b.zMax) &&
+         a.validCount == b.validCount;
+}
+
+// The point-driven methods on row bands: every node sees the records in table order, and the
+// early ends (exact hits, locked nodes) fall where one thread has them, so 2, 3 and 7 bands give
+// the one-band grid bit for bit, whatever the method, region or sector count.
+TEST(ParallelGridding, BandsGiveTheOneThreadGridBitForBit) {
+  const std::vector<ScatterPoint> pts = mixedPoints(6000);
+  struct Case {
+    GridMethod method;
+    float par;
+    bool circle, azimuth;
+    int sectors;
+  };
+  const Case cases[] = {{GridMethod::Nearest, 0, true, false, 8},
+                        {GridMethod::Mean, 0, false, false, 8},
+                        {GridMethod::InverseDistance, 2, true, false, 8},
+                        {GridMethod::InverseDistance, 1, false, false, 8},
+                        {GridMethod::Exponential, 5, true, false, 8},
+                        {GridMethod::Sum, 0, true, false, 8},
+                        {GridMethod::Mean, 0, true, true, 8},
+                        {GridMethod::Median, 0, false, true, 4},  // index 2: inverse distance
+                        {GridMethod::InverseDistance, 3, true, true, 16},
+                        {GridMethod::Exponential, 0, true, true, 32}};
+  for (const Case& k : cases) {
+    GriddingJob job = unitJob(k.method, 90, 70, 3.5f, k.circle);
+    job.ry = 2.5f;
+    job.par = k.par;
+    job.azimuth = k.azimuth;
+    job.sectors = k.sectors;
+    GriddingSettings set;
+    set.onMethodSelected(k.method);
+    job.threads = 1;
+    const GridComputation one = grid(job, pts, set);
+    ASSERT_TRUE(one.outcome.ok) << one.outcome.message;
+    EXPECT_GT(one.validCount, 300) << static_cast<int>(k.method);
+    for (int threads : {2, 3, 7}) {
+      job.threads = threads;
+      EXPECT_TRUE(sameBits(one, grid(job, pts, set)))
+          << static_cast<int>(k.method) << (k.azimuth ? " azimuth " : " plain ") << threads;
+    }
+  }
+}
+
+// Kriging and median solve node by node on worker threads: the grid does not depend on how many.
+TEST(ParallelGridding, KrigingAndMedianDoNotDependOnTheThreads) {
+  const std::vector<ScatterPoint> pts = mixedPoints(1500);
+  for (GridMethod m : {GridMethod::Kriging, GridMethod::Median}) {
+    GriddingJob job = unitJob(m, 60, 45, 4);
+    job.par = 12;
+    job.threads = 1;
+    const GridComputation one = grid(job, pts);
+    ASSERT_TRUE(one.outcome.ok) << one.outcome.message;
+    job.threads = 3;
+    EXPECT_TRUE(sameBits(one, grid(job, pts))) << static_cast<int>(m);
+  }
+}
 
 class GriddingRun : public ::testing::Test {
  protected:

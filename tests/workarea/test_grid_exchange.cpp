@@ -75,14 +75,25 @@ TEST(SurferGrid, RefusesOtherFilesAndSingleRowsOrColumns) {
 
 TEST(ArcViewGrid, ExportAndImportKeepTheNodesInPlace) {
   TempDir t;
+  // Unequal spacings go out as "dx"/"dy" and the node as "xllcenter", and come back as they were.
   ASSERT_EQ(writeArcViewAscii(t.file("a.asc"), tiny()), kGridOk);
   EXPECT_EQ(readFile(t.file("a.asc")),
-            "ncols        3\r\nnrows        2\r\nxllcorner    7.5\r\nyllcorner    18.75\r\n"
+            "ncols        3\r\nnrows        2\r\nxllcenter    10\r\nyllcenter    20\r\n"
             "dx           5\r\ndy           2.5\r\nNODATA_value -1E+38\r\n4 -1E+38 6.5\r\n"
             "1 2 3\r\n");
+  for (ArcOrigin origin : {ArcOrigin::AsNode, ArcOrigin::CellCorner}) {
+    Grid back;
+    ASSERT_EQ(readArcViewGrid(t.file("a.asc"), back, noProgress(), origin), kGridOk);
+    EXPECT_EQ(back.header.dx, 5);
+    EXPECT_EQ(back.header.dy, 2.5f);
+    EXPECT_EQ(back.header.x0, 10);
+    EXPECT_EQ(back.header.y0, 20);
+    EXPECT_EQ(back.nodes, tiny().nodes);
+  }
   for (auto [nx, ny] : {std::pair{9, 7}, std::pair{1, 5}, std::pair{5, 1}}) {
     Grid g = sampleGrid(nx, ny, 431250.3f, 3712345.5f, 30, 30);
     ASSERT_EQ(writeArcViewAscii(t.file("g.asc"), g), kGridOk);
+    EXPECT_NE(readFile(t.file("g.asc")).find("cellsize     30\r\n"), std::string::npos);
     ASSERT_EQ(importArcViewGrid(t.file("g.asc"), t.file("g.grd")), kGridOk);
     GridReadResult r = readGrid(t.file("g.grd"));
     ASSERT_TRUE(r.ok());
@@ -95,7 +106,7 @@ TEST(ArcViewGrid, ExportAndImportKeepTheNodesInPlace) {
   }
 }
 
-TEST(ArcViewGrid, ImportReadsNorthToSouthWithEitherNullKey) {
+TEST(ArcViewGrid, XllcornerIsTheNodeUnlessTheCellCornerIsAskedFor) {
   TempDir t;
   writeFile(t.file("a.asc"),
             "ncols 2\nnrows 3\nxllcorner 100\nyllcorner 200\ncellsize 10\nnodata -9999\n"
@@ -103,19 +114,21 @@ TEST(ArcViewGrid, ImportReadsNorthToSouthWithEitherNullKey) {
   Grid g;
   ASSERT_EQ(readArcViewGrid(t.file("a.asc"), g), kGridOk);
   EXPECT_EQ(g.nodes, (std::vector<float>{1, 2, 3, NULL_VALUE, 5, 6}));
+  EXPECT_EQ(g.header.x0, 100);  // "xllcorner" sets x0, as the system reads it
+  EXPECT_EQ(g.header.y0, 200);
+  EXPECT_EQ(g.header.validCount, 5);
+  // The GIS reading: the outer corner of the lower-left cell, half a cell outside the node.
+  ASSERT_EQ(readArcViewGrid(t.file("a.asc"), g, noProgress(), ArcOrigin::CellCorner), kGridOk);
   EXPECT_EQ(g.header.x0, 105);
   EXPECT_EQ(g.header.y0, 205);
-  EXPECT_EQ(g.header.validCount, 5);
-  ASSERT_EQ(readArcViewGrid(t.file("a.asc"), g, noProgress(), ArcOrigin::AsNode), kGridOk);
-  EXPECT_EQ(g.header.x0, 100);
 
-  // All null: the import's extremes start at 1E+30 and -1E+30.
+  // All null: the import's extremes start at 1E+30 and -1E+30; a centre is the node itself.
   writeFile(t.file("n.asc"),
             "ncols 2\nnrows 1\nxllcenter 0\nyllcenter 0\ncellsize 1\nNODATA_value -1\n-1 -1\n");
-  ASSERT_EQ(readArcViewGrid(t.file("n.asc"), g), kGridOk);
+  ASSERT_EQ(readArcViewGrid(t.file("n.asc"), g, noProgress(), ArcOrigin::CellCorner), kGridOk);
   EXPECT_EQ(g.header.zMin, 1e30f);
   EXPECT_EQ(g.header.zMax, -1e30f);
-  EXPECT_EQ(g.header.x0, 0);  // a centre is the node itself
+  EXPECT_EQ(g.header.x0, 0);
 
   // Without a null line the data start on the sixth line.
   writeFile(t.file("m.asc"), "ncols 2\nnrows 1\nxllcorner 0\nyllcorner 0\ncellsize 2\n7 8\n");
@@ -126,6 +139,49 @@ TEST(ArcViewGrid, ImportReadsNorthToSouthWithEitherNullKey) {
   EXPECT_EQ(readArcViewGrid(t.file("b.asc"), g), kGridBadFormat);
   writeFile(t.file("c.asc"), "ncols 2\nnrows 2\nxllcorner 0\nyllcorner 0\ncellsize 1\n1 2 3\n");
   EXPECT_EQ(readArcViewGrid(t.file("c.asc"), g), kGridConvertFailed);
+}
+
+// GIS programs write lower-case keys and "nan" for no data; NaN and infinities are never data.
+TEST(ArcViewGrid, NanAndInfinitiesAreNullWhateverTheNullLineSays) {
+  TempDir t;
+  Grid g;
+  writeFile(t.file("nan.asc"),
+            "NCOLS 3\nnrows 2\nxllcorner 0\nyllcorner 0\ncellsize 1\nnodata_value nan\n"
+            "nan 1.5 inf\n-INF 2 NaN\n");
+  ASSERT_EQ(readArcViewGrid(t.file("nan.asc"), g), kGridOk);
+  EXPECT_EQ(g.nodes, (std::vector<float>{NULL_VALUE, 2, NULL_VALUE, NULL_VALUE, 1.5f, NULL_VALUE}));
+  EXPECT_EQ(g.header.validCount, 2);
+  EXPECT_EQ(g.header.zMin, 1.5f);
+  EXPECT_EQ(g.header.zMax, 2);
+  // The same through the import, and in the other text forms.
+  ASSERT_EQ(importArcViewGrid(t.file("nan.asc"), t.file("nan.grd")), kGridOk);
+  EXPECT_EQ(readGrid(t.file("nan.grd")).grid.header.validCount, 2);
+  writeFile(t.file("s.grd"), "DSAA\n2 2\n0 1\n0 1\n0 9\nnan 1\ninf 3\n");
+  ASSERT_EQ(readSurferGrid(t.file("s.grd"), g), kGridOk);
+  EXPECT_EQ(g.nodes, (std::vector<float>{NULL_VALUE, 1, NULL_VALUE, 3}));
+  EXPECT_EQ(g.header.validCount, 2);
+  writeFile(t.file("a.grd"),
+            "#SRNTHGRIDA#\nC-Data\n0,0\n0\n2,1\n1,1\n-1E+38\n0,0\nnan,4\n#ENDDATA#\n");
+  ASSERT_EQ(readAsciiGrid(t.file("a.grd"), g), kGridOk);
+  EXPECT_EQ(g.nodes, (std::vector<float>{NULL_VALUE, 4}));
+  EXPECT_EQ(g.header.validCount, 1);
+}
+
+// The spacing is tested where a grid enters: zero, negative or NaN spacings, or equal bounds in a
+// Surfer file, make no grid.
+TEST(ExchangeGrids, SpacingsThatMakeNoGridAreRefused) {
+  TempDir t;
+  Grid g;
+  for (const char* cell : {"0", "-2", "nan"}) {
+    writeFile(
+        t.file("z.asc"),
+        std::string("ncols 2\nnrows 1\nxllcorner 0\nyllcorner 0\ncellsize ") + cell + "\n1 2\n");
+    EXPECT_EQ(readArcViewGrid(t.file("z.asc"), g), kGridConvertFailed) << cell;
+  }
+  writeFile(t.file("s.grd"), "DSAA\n2 2\n5 5\n0 1\n0 9\n1 1\n3 3\n");
+  EXPECT_EQ(readSurferGrid(t.file("s.grd"), g), kGridConvertFailed);
+  writeFile(t.file("a.grd"), "#SRNTHGRIDA#\nC-Data\n0,0\n0\n2,1\nnan,1\n-1E+38\n0,0\n1,4\n");
+  EXPECT_EQ(readAsciiGrid(t.file("a.grd"), g), kGridConvertFailed);
 }
 
 TEST(FlatExports, WriteTheHeaderLineAndOneValuePerLine) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <limits>
 
 #include "test_support.h"
 #include "workarea/grid_file.h"
@@ -101,6 +102,38 @@ TEST(GridFile, BrokenFilesAreRefusedWithoutReadingOn) {
   EXPECT_FALSE(writeGrid(t.file("bad.grd"), kGridMagicB, "x", g.header,
                          std::vector<float>(g.nodes.size() - 1)));
   EXPECT_FALSE(std::filesystem::exists(t.file("bad.grd")));
+}
+
+// A spacing of zero, NaN or below zero, or an origin that is not finite, makes no grid: it is
+// refused where the file is read, so no tool prints NAN or divides by it.
+TEST(GridFile, HeadersWithoutASpacingAreRefused) {
+  TempDir t;
+  Grid g = sampleGrid(3, 2);
+  ASSERT_TRUE(writeGrid(t.file("ok.grd"), kGridMagicB, "x", g.header, g.nodes));
+  const std::string good = readFile(t.file("ok.grd"));
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  const float inf = std::numeric_limits<float>::infinity();
+  for (auto [offset, value] : {std::pair{76, 0.0f}, std::pair{76, nan}, std::pair{80, -1.0f},
+                               std::pair{80, inf}, std::pair{32, nan}}) {
+    std::string bad = good;
+    std::memcpy(bad.data() + offset, &value, 4);
+    writeFile(t.file("bad.grd"), bad);
+    EXPECT_EQ(readGridHeader(t.file("bad.grd")).error, GridError::BadSpacing) << offset;
+    EXPECT_EQ(readGrid(t.file("bad.grd")).error, GridError::BadSpacing) << offset;
+    EXPECT_EQ(gridReadMessage(readGrid(t.file("bad.grd")).error, kMsgNotGrid), kMsgGridBadHeader);
+  }
+}
+
+// A file cut short says so, in every tool's words (the viewer's opening asks for the nodes too).
+TEST(GridFile, TruncationIsNamedAsSuch) {
+  TempDir t;
+  Grid g = sampleGrid(5, 4);
+  ASSERT_TRUE(writeGrid(t.file("ok.grd"), kGridMagicB, "x", g.header, g.nodes));
+  writeFile(t.file("cut.grd"), readFile(t.file("ok.grd")).substr(0, 150));
+  EXPECT_TRUE(readGridHeader(t.file("cut.grd")).ok());
+  EXPECT_EQ(readGridHeader(t.file("cut.grd"), true).error, GridError::Truncated);
+  EXPECT_EQ(gridReadMessage(readGrid(t.file("cut.grd")).error, kMsgNotGrid), kMsgGridTruncated);
+  EXPECT_EQ(gridReadMessage(GridError::BadMagic, kMsgNotGrid2000), kMsgNotGrid2000);
 }
 
 TEST(GridFile, AllNullGridKeepsTheStartingExtremes) {

@@ -6,6 +6,7 @@
 #include <QProgressBar>
 #include <QTableWidget>
 #include <algorithm>
+#include <filesystem>
 
 #include "workarea/path_resolver.h"
 #include "workarea/session.h"
@@ -42,18 +43,32 @@ bool BarProgress::pump() {
 }
 
 std::string askOpenFileName(QWidget* parent, const std::string& title, const std::string& filter,
+                            FileKind kind) {
+  if (openHandler()) {
+    std::string path = openHandler()(title, filter, {});
+    rememberDialogFolder(kind, path);
+    return path;
+  }
+  return runFileDialog(parent, false, title, filter, {}, kind);
+}
+
+std::string askOpenFileName(QWidget* parent, const std::string& title, const std::string& filter,
                             const std::string& startDir) {
   if (openHandler()) return openHandler()(title, filter, startDir);
-  QString path = QFileDialog::getOpenFileName(
-      parent, qs(title), startDir.empty() ? QString() : qs(resolvePath(startDir)),
-      qtFileFilter(filter));
-  return ss(path);
+  return runFileDialog(parent, false, title, filter, {}, FileKind::Outside, startDir);
 }
 
 FileDialogHandler setOpenDialogHandler(FileDialogHandler handler) {
   FileDialogHandler old = std::move(openHandler());
   openHandler() = std::move(handler);
   return old;
+}
+
+bool workAreaReachable(QWidget* parent) {
+  std::error_code ec;
+  if (!gWorkPath.empty() && std::filesystem::is_directory(resolvePath(gWorkPath), ec)) return true;
+  notify(parent, "工作区不存在: " + gWorkPath);
+  return false;
 }
 
 bool openToolDatabase(QWidget* parent, Database& db) {

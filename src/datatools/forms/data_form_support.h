@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "app/file_dialogs.h"
 #include "app/messages.h"
 #include "workarea/progress.h"
 #include "workarea/table_store.h"
@@ -31,16 +32,23 @@ class BarProgress : public Progress {
 };
 
 // An open dialog; returns the chosen path or "" when cancelled. Filters as the system writes
-// them ("描述|*.ext|…"). `startDir` (a work-area path as the system spells it) is where the
-// dialog starts; an installed handler gets it as its third argument.
+// them ("描述|*.ext|…"). It opens in the work area's folder for `kind`, or in the last folder
+// chosen for it.
 std::string askOpenFileName(QWidget* parent, const std::string& title, const std::string& filter,
-                            const std::string& startDir = {});
+                            FileKind kind = FileKind::Outside);
+// The same starting in `startDir` (a work-area path as the system spells it); an installed
+// handler gets it as its third argument.
+std::string askOpenFileName(QWidget* parent, const std::string& title, const std::string& filter,
+                            const std::string& startDir);
 // Installs a handler in place of the open dialog; returns the previous one.
 FileDialogHandler setOpenDialogHandler(FileDialogHandler handler);
 
 // Opens the store of gWorkPath for a window. On failure shows "打开数据库错: " and the engine's
 // text and returns false.
 bool openToolDatabase(QWidget* parent, Database& db);
+
+// True when gWorkPath names a folder that is there; otherwise shows "工作区不存在: " and the path.
+bool workAreaReachable(QWidget* parent);
 
 // Header and rows of text into a table widget (read-only cells).
 void fillTableWidget(QTableWidget* t, const std::vector<std::string>& header,

@@ -1,6 +1,6 @@
 #include "datatools/forms/frmGridDataIn.h"
 
-#include <QComboBox>
+#include <QCheckBox>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -27,8 +27,8 @@ constexpr const char* kImageFilter =
     "图像文件(*.bmp;*.jpg;*.png;*.tif;*.gif)|*.bmp;*.jpg;*.jpeg;*.png;*.tif;*.tiff;*.gif|"
     "所有文件(*.*)|*.*";
 
-ArcOrigin originOf(const QComboBox* c) {
-  return c->currentIndex() == 1 ? ArcOrigin::AsNode : ArcOrigin::CellCorner;
+ArcOrigin originOf(const QCheckBox* c) {
+  return c->isChecked() ? ArcOrigin::CellCorner : ArcOrigin::AsNode;
 }
 
 }  // namespace
@@ -37,9 +37,11 @@ frmGridDataIn::frmGridDataIn(QWidget* parent) : QDialog(parent) {
   setObjectName("frmGridDataIn");
   txtFileName = named(new QLineEdit(this), "txtFileName");
   btnBrowse = named(new QPushButton(QString::fromUtf8("浏览(&B)..."), this), "btnBrowse");
-  cboOrigin = named(new QComboBox(this), "cboOrigin");
-  cboOrigin->addItem(QString::fromUtf8("左下角为单元角点(xllcorner)"));
-  cboOrigin->addItem(QString::fromUtf8("左下角为网格节点"));
+  // ArcView files: "xllcorner" is the lower-left node as the system reads it; checked, it is the
+  // outer corner of the lower-left cell, as GIS programs write it.
+  chkCellCorner = named(
+      new QCheckBox(QString::fromUtf8("xllcorner 为左下角单元的外角点(GIS 软件导出的文件)"), this),
+      "chkCellCorner");
   txtNewName = named(new QLineEdit(this), "txtNewName");
   txtInfo = named(new QPlainTextEdit(this), "txtInfo");
   txtInfo->setReadOnly(true);
@@ -56,7 +58,7 @@ frmGridDataIn::frmGridDataIn(QWidget* parent) : QDialog(parent) {
   file->addWidget(btnBrowse);
   form->addRow(QString::fromUtf8("外部数据文件:"), file);
   lblOrigin_ = new QLabel(QString::fromUtf8("ArcView坐标原点:"), this);
-  form->addRow(lblOrigin_, cboOrigin);
+  form->addRow(lblOrigin_, chkCellCorner);
   lblName_ = new QLabel(QString::fromUtf8("网格数据文件名:"), this);
   form->addRow(lblName_, txtNewName);
   auto* buttons = new QHBoxLayout;
@@ -76,7 +78,7 @@ frmGridDataIn::frmGridDataIn(QWidget* parent) : QDialog(parent) {
   connect(btnApply, &QPushButton::clicked, this, &frmGridDataIn::btnApply_Click);
   connect(btnReturn, &QPushButton::clicked, this, &QDialog::reject);
   connect(txtFileName, &QLineEdit::editingFinished, this, [this] { fileChanged(); });
-  connect(cboOrigin, &QComboBox::currentIndexChanged, this, [this] { fileChanged(); });
+  connect(chkCellCorner, &QCheckBox::toggled, this, [this] { fileChanged(); });
   setMode(0);
 }
 
@@ -84,7 +86,7 @@ void frmGridDataIn::setMode(int mode) {
   mode_ = mode == 100 ? 100 : 0;
   const bool grid = mode_ == 0;
   setWindowTitle(QString::fromUtf8(grid ? "外部网格数据导入工作区" : "图像数据导入工作区"));
-  for (QWidget* w : std::initializer_list<QWidget*>{lblOrigin_, cboOrigin, lblName_, txtNewName,
+  for (QWidget* w : std::initializer_list<QWidget*>{lblOrigin_, chkCellCorner, lblName_, txtNewName,
                                                     btnExport, txtInfo})
     w->setVisible(grid);
 }
@@ -103,7 +105,7 @@ void frmGridDataIn::fileChanged() {
     txtNewName->setText(qs(std::filesystem::path(path).stem().string()));
   LoadedGrid g;
   std::string detail;
-  int st = loadAnyGrid(path, GridPurpose::Import, originOf(cboOrigin), g, detail);
+  int st = loadAnyGrid(path, GridPurpose::Import, originOf(chkCellCorner), g, detail);
   txtInfo->setPlainText(
       st == kGridOk ? qs(gridInfoText(g.grid.header))
                     : qs(std::string(gridStatusText(st)) + (detail.empty() ? "" : "\n" + detail)));
@@ -122,13 +124,14 @@ void frmGridDataIn::btnExport_Click() {
     notify(this, "请选择数据文件。");
     return;
   }
-  std::string out = askSaveFileName(this, "保存ASCII网格数据", "ASCII网格数据(*.grd)|*.grd",
-                                    std::filesystem::path(path).stem().string() + "_a.grd");
+  std::string out =
+      askSaveFileName(this, "保存ASCII网格数据", "ASCII网格数据(*.grd)|*.grd",
+                      std::filesystem::path(path).stem().string() + "_a.grd", FileKind::Grid);
   if (out.empty()) return;
   BarProgress progress(prgBar);
   LoadedGrid g;
   std::string detail;
-  int st = loadAnyGrid(path, GridPurpose::Import, originOf(cboOrigin), g, detail, progress);
+  int st = loadAnyGrid(path, GridPurpose::Import, originOf(chkCellCorner), g, detail, progress);
   if (st == kGridOk)
     st = saveGridAs(out, g, GridTarget::Ascii, {}, detail, progress, kGridMagicVlq30A);
   prgBar->setValue(0);
@@ -147,8 +150,8 @@ void frmGridDataIn::btnApply_Click() {
   Outcome o;
   if (mode_ == 0) {
     BarProgress progress(prgBar);
-    o = importGridToWorkArea(path, gWorkPath, ss(txtNewName->text().trimmed()), originOf(cboOrigin),
-                             ui, progress, &target);
+    o = importGridToWorkArea(path, gWorkPath, ss(txtNewName->text().trimmed()),
+                             originOf(chkCellCorner), ui, progress, &target);
   } else {
     o = importImageToWorkArea(path, gWorkPath, ui, &target);
   }
@@ -163,6 +166,8 @@ void frmGridDataIn::btnApply_Click() {
 }
 
 static ToolWindowRegistrar reg{"frmGridDataIn", [](QWidget* parent, int mode) -> QWidget* {
+                                 // It imports into the work area: none, no window.
+                                 if (!workAreaReachable(parent)) return nullptr;
                                  auto* w = new frmGridDataIn(parent);
                                  w->setMode(mode);
                                  return w;

@@ -9,7 +9,7 @@
 
 #include <QDialog>
 
-class QComboBox;
+class QCheckBox;
 class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
@@ -30,7 +30,7 @@ class frmGridDataIn : public QDialog {
 
   QLineEdit* txtFileName = nullptr;
   QPushButton* btnBrowse = nullptr;
-  QComboBox* cboOrigin = nullptr;  // ArcView: cell corners or nodes
+  QCheckBox* chkCellCorner = nullptr;  // ArcView: xllcorner as the GIS cell corner
   QLineEdit* txtNewName = nullptr;
   QPlainTextEdit* txtInfo = nullptr;
   QProgressBar* prgBar = nullptr;

@@ -104,8 +104,8 @@ void frmGridToTbl::gridChanged() {
 }
 
 void frmGridToTbl::btnBrowse_Click() {
-  std::string path =
-      askOpenFileName(this, "请选择网格数据文件名", "网格数据文件(*.grd)|*.grd|所有文件(*.*)|*.*");
+  std::string path = askOpenFileName(this, "请选择网格数据文件名",
+                                     "网格数据文件(*.grd)|*.grd|所有文件(*.*)|*.*", FileKind::Grid);
   if (!path.empty()) cboGrid->setEditText(qs(path));
 }
 

@@ -266,7 +266,8 @@ void frmOutTblToWorkBase::showPreview() {
   }
   grdFields->resizeColumnsToContents();
   fillTableWidget(grdPreview, header, preview_.firstRows);
-  lblInfo->setText(QString::fromUtf8("共 %1 条记录, %2 个字段.")
+  lblInfo->setText(QString::fromUtf8(preview_.rowCountExact ? "共 %1 条记录, %2 个字段."
+                                                            : "约 %1 条记录, %2 个字段.")
                        .arg(preview_.rowCount)
                        .arg(preview_.columns.size()));
 }
@@ -280,8 +281,12 @@ std::vector<ImportColumn> frmOutTblToWorkBase::chosenColumns() const {
   for (int r = 0; r < static_cast<int>(cols.size()) && r < grdFields->rowCount(); ++r) {
     ImportColumn& c = cols[static_cast<std::size_t>(r)];
     c.import = grdFields->item(r, 0)->checkState() == Qt::Checked;
-    if (QComboBox* t = typeCombo(r))
-      c.type = FieldDef::parse(c.name, ss(t->currentText().trimmed()));
+    if (QComboBox* t = typeCombo(r)) {
+      const std::string chosen = ss(t->currentText().trimmed());
+      // A type the user picked stands; the guess left as it was may still widen.
+      if (chosen != c.type.declared()) c.guessed = false;
+      c.type = FieldDef::parse(c.name, chosen);
+    }
   }
   return cols;
 }

@@ -171,7 +171,8 @@ void frmSaveDataTo::btnApply_Click() {
     notify(this, o.message);
     return;
   }
-  notify(this, "数据表 " + table + " 已转出 " + std::to_string(rows) + " 条记录: " + path);
+  notify(this, "数据表 " + table + " 已转出 " + std::to_string(rows) + " 条记录: " + path +
+                   (o.message.empty() ? "" : "\n" + o.message));
 }
 
 static ToolWindowRegistrar reg{"frmSaveDataTo", loadingWindow<frmSaveDataTo>()};

@@ -21,6 +21,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include "app/file_dialogs.h"
 #include "app/frmSelFiles.h"
 #include "app/messages.h"
 #include "app/tool_registry.h"
@@ -41,10 +42,14 @@ class ColourBarView : public QWidget {
   }
   void setEntries(std::vector<ColourBarEntry> e, int decimals) {
     entries_ = std::move(e);
-    decimals_ = decimals;
+    std::vector<float> values;
+    for (const auto& entry : entries_) values.push_back(entry.value);
+    labels_ = colourBarLabels(values, decimals);
     update();
   }
   const std::vector<ColourBarEntry>& entries() const { return entries_; }
+  // The labels as drawn, one format for the whole bar.
+  const std::vector<std::string>& labels() const { return labels_; }
 
  protected:
   void paintEvent(QPaintEvent*) override {
@@ -69,14 +74,13 @@ class ColourBarView : public QWidget {
     for (int i = n - 1; i >= 0; i -= step) {
       int y = bottom - static_cast<int>(span * (i + 1) / n);
       p.drawLine(x + w, y, x + w + 4, y);
-      p.drawText(x + w + 7, y + fm.ascent() / 2,
-                 qs(colourBarLabel(entries_[static_cast<std::size_t>(i)].value, decimals_)));
+      p.drawText(x + w + 7, y + fm.ascent() / 2, qs(labels_[static_cast<std::size_t>(i)]));
     }
   }
 
  private:
   std::vector<ColourBarEntry> entries_;
-  int decimals_ = 0;
+  std::vector<std::string> labels_;
 };
 
 namespace {
@@ -115,13 +119,14 @@ frmGridToImageView::frmGridToImageView(QWidget* parent) : QDialog(parent) {
   colours_ = SysColourTable::load(sysColourTablePath());
   ramp_ = readDefaultRamp(defaultRampPath()).value_or(std::vector<std::int32_t>{});
   scale_.backColour = kDefaultBackColour;
+  // The dialogs add the filter's extension to a bare name (".pal", ".png", ".tif").
   choosePaletteFile = [this](bool save) {
-    QString f =
-        save ? QFileDialog::getSaveFileName(this, qs(kPaletteSaveTitle), QString(),
-                                            "Sarnoth调色板文件(*.PAL *.pal);;所有文件 (*)")
-             : QFileDialog::getOpenFileName(this, qs(kPaletteOpenTitle), QString(),
-                                            "Sarnoth调色板索引文件(*.PAL *.pal);;所有文件 (*)");
-    return ss(f);
+    return save ? askSaveFileName(this, kPaletteSaveTitle,
+                                  "Sarnoth调色板文件(*.PAL)|*.pal|所有文件 (*.*)|*.*", {},
+                                  FileKind::Palette)
+                : runFileDialog(this, false, kPaletteOpenTitle,
+                                "Sarnoth调色板索引文件(*.PAL)|*.pal|所有文件 (*.*)|*.*", {},
+                                FileKind::Palette);
   };
   chooseColourIndex = [this](int current) -> std::optional<int> {
     bool ok = false;
@@ -130,8 +135,9 @@ frmGridToImageView::frmGridToImageView(QWidget* parent) : QDialog(parent) {
     return ok ? std::optional<int>(v) : std::nullopt;
   };
   chooseExportFile = [this] {
-    return ss(QFileDialog::getSaveFileName(this, "导出图像", QString(),
-                                           "PNG (*.png);;GeoTIFF (*.tif *.tiff)"));
+    return askSaveFileName(this, "导出图像",
+                           "PNG 图像(*.png)|*.png|GeoTIFF 图像(*.tif)|*.tif;*.tiff", {},
+                           FileKind::Image);
   };
   buildUi();
 }
@@ -260,7 +266,27 @@ void frmGridToImageView::buildUi() {
   edViewCtrl->setObjectName("edViewCtrl");
   picColrBar = new ColourBarView(this);
   picColrBar->setObjectName("picColrBar");
-  body->addWidget(edViewCtrl, 1);
+  // Zoom in, out and to the whole grid; the keys +, − and 0 do the same in the map.
+  auto* zoomRow = new QHBoxLayout;
+  btnZoomIn = new QPushButton("放大(+)", this);
+  btnZoomIn->setObjectName("btnZoomIn");
+  btnZoomOut = new QPushButton("缩小(-)", this);
+  btnZoomOut->setObjectName("btnZoomOut");
+  btnZoomFit = new QPushButton("全图(0)", this);
+  btnZoomFit->setObjectName("btnZoomFit");
+  for (QPushButton* b : {btnZoomIn, btnZoomOut, btnZoomFit}) {
+    b->setAutoDefault(false);
+    b->setFocusPolicy(Qt::NoFocus);
+    zoomRow->addWidget(b);
+  }
+  zoomRow->addStretch(1);
+  connect(btnZoomIn, &QPushButton::clicked, edViewCtrl, &MapView::zoomIn);
+  connect(btnZoomOut, &QPushButton::clicked, edViewCtrl, &MapView::zoomOut);
+  connect(btnZoomFit, &QPushButton::clicked, edViewCtrl, &MapView::fit);
+  auto* mapColumn = new QVBoxLayout;
+  mapColumn->addLayout(zoomRow);
+  mapColumn->addWidget(edViewCtrl, 1);
+  body->addLayout(mapColumn, 1);
   body->addWidget(picColrBar, 0);
   sbrCoord = new QStatusBar(this);
   sbrCoord->setObjectName("sbrCoord");
@@ -313,6 +339,9 @@ bool frmGridToImageView::openGrid(const std::string& path) {
   defaultGrading(s, ramp_, desM());
   setScale(s);
   setWindowTitle(qs(kViewerTitle) + "- " + qs(path));
+  // The image is there when the window opens; a grid that grades to nothing waits for apply,
+  // where the panel's message says why.
+  if (header_.validCount > 0 && !scale_.levels.empty()) apply();
   return true;
 }
 
@@ -488,7 +517,12 @@ void frmGridToImageView::showCoordinates(double x, double y, bool inside) {
     sbrCoord->clearMessage();
     return;
   }
-  sbrCoord->showMessage(QString("X: %1   Y: %2").arg(x, 0, 'f', 2).arg(y, 0, 'f', 2));
+  // The value of the node under the cursor beside its map coordinates.
+  if (!loadNodes()) {
+    sbrCoord->showMessage(QString("X: %1   Y: %2").arg(x, 0, 'f', 2).arg(y, 0, 'f', 2));
+    return;
+  }
+  sbrCoord->showMessage(qs(cursorText(grid_, x, y)));
 }
 
 void frmGridToImageView::done(int r) {

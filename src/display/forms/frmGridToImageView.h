@@ -6,7 +6,9 @@
 // (openGridImageView does both); the tool registry knows it as "frmGridToImageView" and opens it
 // on the grid last picked, or asks for one with the grid picker;
 // openGrid() reads the header (refusing another kind of file with "非Sarnoth网格数据."), makes
-// the scratch files, and defaults the colour panel from the grid's range. Closing the window
+// the scratch files, defaults the colour panel from the grid's range and shows the image at once.
+// The map zooms by buttons, wheel and keys, shows a scale bar, and the status bar gives X, Y and
+// the value of the node under the cursor. Closing the window
 // deletes the scratch files. The work is done by display/grid_viewer; the window collects its
 // fields, calls it and shows the bitmap it wrote.
 #pragma once
@@ -115,6 +117,9 @@ class frmGridToImageView : public QDialog {
   QPushButton* btnApply = nullptr;
   QPushButton* btnReturn = nullptr;
   QPushButton* btnExport = nullptr;
+  QPushButton* btnZoomIn = nullptr;
+  QPushButton* btnZoomOut = nullptr;
+  QPushButton* btnZoomFit = nullptr;
   MapView* edViewCtrl = nullptr;
   ColourBarView* picColrBar = nullptr;
   QStatusBar* sbrCoord = nullptr;

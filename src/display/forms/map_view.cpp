@@ -1,15 +1,20 @@
 #include "display/forms/map_view.h"
 
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QResizeEvent>
 #include <QWheelEvent>
 #include <algorithm>
 #include <cmath>
+
+#include "display/grid_viewer.h"
 
 namespace sarnoth::gui {
 
 MapView::MapView(QWidget* parent) : QWidget(parent) {
   setMouseTracking(true);
+  setFocusPolicy(Qt::StrongFocus);
   setMinimumSize(200, 200);
   setAutoFillBackground(true);
   QPalette pal = palette();
@@ -43,7 +48,22 @@ void MapView::fit() {
                     static_cast<double>(height()) / image_.height());
   offset_ =
       QPointF((width() - image_.width() * scale_) / 2, (height() - image_.height() * scale_) / 2);
+  fitted_ = true;
   update();
+}
+
+void MapView::zoomIn() { zoomBy(kZoomStep, QPointF(width() / 2.0, height() / 2.0)); }
+void MapView::zoomOut() { zoomBy(1 / kZoomStep, QPointF(width() / 2.0, height() / 2.0)); }
+
+double MapView::unitsPerScreenPixel() const {
+  if (image_.isNull() || frame_.width < 1 || scale_ <= 0) return 0;
+  return frame_.pixelSize * frame_.width / image_.width() / scale_;
+}
+
+bool MapView::centre(double& x, double& y) const {
+  if (image_.isNull() || frame_.width < 1) return false;
+  mapPosition(QPointF(width() / 2.0, height() / 2.0), x, y);
+  return true;
 }
 
 void MapView::zoomBy(double factor, QPointF about) {
@@ -53,6 +73,7 @@ void MapView::zoomBy(double factor, QPointF about) {
   QPointF img = (about - offset_) / scale_;
   scale_ = next;
   offset_ = about - img * scale_;
+  fitted_ = false;
   update();
 }
 
@@ -72,9 +93,53 @@ void MapView::paintEvent(QPaintEvent*) {
   QPainter p(this);
   p.setRenderHint(QPainter::SmoothPixmapTransform, scale_ < 1);
   p.drawImage(QRectF(offset_, QSizeF(image_.width() * scale_, image_.height() * scale_)), image_);
+  // The scale bar, bottom left, on a white ground so that it reads over any colour.
+  const display::ScaleBar bar = display::scaleBarFor(unitsPerScreenPixel(), 100);
+  if (bar.pixels > 0) {
+    const QFontMetrics fm(font());
+    const int x = 12, y = height() - 12;
+    const QRect box(x - 6, y - fm.height() - 14, bar.pixels + 12, fm.height() + 20);
+    p.setRenderHint(QPainter::Antialiasing, false);
+    p.fillRect(box, QColor(255, 255, 255, 210));
+    p.setPen(QPen(Qt::black, 2));
+    p.drawLine(x, y, x + bar.pixels, y);
+    p.drawLine(x, y - 5, x, y);
+    p.drawLine(x + bar.pixels, y - 5, x + bar.pixels, y);
+    p.drawText(QRect(x, y - fm.height() - 8, bar.pixels, fm.height()), Qt::AlignCenter,
+               QString::fromStdString(bar.label));
+  }
 }
 
-void MapView::resizeEvent(QResizeEvent*) { fit(); }
+void MapView::resizeEvent(QResizeEvent* e) {
+  if (fitted_ || image_.isNull() || e->oldSize().width() < 1) {
+    fit();
+    return;
+  }
+  // The map point at the old centre stays at the centre, at the same zoom.
+  const QPointF oldCentre(e->oldSize().width() / 2.0, e->oldSize().height() / 2.0);
+  offset_ += QPointF(width() / 2.0, height() / 2.0) - oldCentre;
+  update();
+}
+
+void MapView::keyPressEvent(QKeyEvent* e) {
+  switch (e->key()) {
+    case Qt::Key_Plus:
+    case Qt::Key_Equal:
+      zoomIn();
+      break;
+    case Qt::Key_Minus:
+    case Qt::Key_Underscore:
+      zoomOut();
+      break;
+    case Qt::Key_0:
+      fit();
+      break;
+    default:
+      QWidget::keyPressEvent(e);
+      return;
+  }
+  e->accept();
+}
 
 void MapView::wheelEvent(QWheelEvent* e) {
   double steps = e->angleDelta().y() / 120.0;
@@ -96,6 +161,7 @@ void MapView::mouseMoveEvent(QMouseEvent* e) {
   if (dragging_) {
     offset_ += e->position() - dragFrom_;
     dragFrom_ = e->position();
+    fitted_ = false;
     update();
   }
   double x = 0, y = 0;

@@ -1,5 +1,7 @@
 // The raster map view of the grid image viewer: one georeferenced image layer, pan with the left
-// button, zoom with the wheel about the cursor, and the map coordinates of the mouse.
+// button, zoom with the wheel about the cursor or with the keys + and − about the centre, 0 (or
+// the right button) to fit, a scale bar in map units, and the map coordinates of the mouse. A
+// resize keeps the map point at the centre and the zoom; a fitted view stays fitted.
 #pragma once
 
 #include <QImage>
@@ -25,10 +27,18 @@ class MapView : public QWidget {
   // Map position of a widget point; false outside the layer's extent or without a layer.
   bool mapPosition(QPointF widgetPos, double& x, double& y) const;
   double scale() const { return scale_; }  // screen pixels per image pixel
+  // Map units per screen pixel at the present zoom; 0 without a layer.
+  double unitsPerScreenPixel() const;
+  // The map point at the centre of the view.
+  bool centre(double& x, double& y) const;
+
+  static constexpr double kZoomStep = 1.25;
 
  public slots:
   void fit();
   void zoomBy(double factor, QPointF about);
+  void zoomIn();
+  void zoomOut();
 
  signals:
   // The mouse's map coordinates; `inside` false when it left the image.
@@ -37,6 +47,7 @@ class MapView : public QWidget {
  protected:
   void paintEvent(QPaintEvent*) override;
   void resizeEvent(QResizeEvent*) override;
+  void keyPressEvent(QKeyEvent*) override;
   void wheelEvent(QWheelEvent*) override;
   void mousePressEvent(QMouseEvent*) override;
   void mouseMoveEvent(QMouseEvent*) override;
@@ -49,6 +60,7 @@ class MapView : public QWidget {
   double scale_ = 1;  // screen pixels per image pixel
   QPointF offset_;    // widget position of the image's top-left corner
   bool dragging_ = false;
+  bool fitted_ = true;  // no zoom or pan since the last fit
   QPointF dragFrom_;
 };
 

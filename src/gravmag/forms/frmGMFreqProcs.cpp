@@ -329,6 +329,8 @@ const ToolWindowRegistrar registerFreqProcs{"frmGMFreqProcs",
                                             [](QWidget* parent, int mode) -> QWidget* {
                                               // The form does nothing without a mode of its own.
                                               if (!isFreqMode(mode)) return nullptr;
+                                              // Its grids are the work area's: none, no window.
+                                              if (!workAreaReachable(parent)) return nullptr;
                                               auto* w = new frmGMFreqProcs(parent, mode);
                                               w->load();
                                               return w;

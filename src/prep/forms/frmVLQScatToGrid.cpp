@@ -69,7 +69,7 @@ std::optional<std::int32_t> readInt32(const QLineEdit* box) {
 // times a second, not on every record; the hourglass shows from the first maximum on.
 class BarProgress : public Progress {
  public:
-  explicit BarProgress(QProgressBar* bar) : bar_(bar) {
+  BarProgress(QProgressBar* bar, const bool* stop) : bar_(bar), stop_(stop) {
     shown_.start();
     pumped_.start();
   }
@@ -99,12 +99,13 @@ class BarProgress : public Progress {
       QCoreApplication::processEvents();
       pumped_.restart();
     }
-    return true;
+    return !*stop_;
   }
 
  private:
   static constexpr qint64 kIntervalMs = 40;
   QProgressBar* bar_;
+  const bool* stop_;
   QElapsedTimer shown_, pumped_;
   std::int64_t scale_ = 1;
   bool busy_ = false;
@@ -142,15 +143,25 @@ frmVLQScatToGrid::frmVLQScatToGrid(QWidget* parent) : QDialog(parent) {
   connect(cboXXItem, &QComboBox::currentIndexChanged, this, [this] { onCoordinateChosen(true); });
   connect(cboYYItem, &QComboBox::currentIndexChanged, this, [this] { onCoordinateChosen(false); });
   connect(cboVVItem, &QComboBox::currentIndexChanged, this, [this] { onValueChosen(); });
-  for (int i = 0; i < 10; ++i)
-    connect(txtGPar[static_cast<std::size_t>(i)], &QLineEdit::textChanged, this,
-            [this, i] { onGeometryEdited(i); });
+  for (int i = 0; i < 10; ++i) {
+    QLineEdit* box = txtGPar[static_cast<std::size_t>(i)];
+    connect(box, &QLineEdit::textChanged, this, [this, i] { onGeometryEdited(i, false); });
+    connect(box, &QLineEdit::editingFinished, this, [this, i] { onGeometryEdited(i, true); });
+  }
+  // The other numeric boxes are checked when they are left.
+  const std::pair<QLineEdit*, const char*> numericBoxes[] = {
+      {txtAngle, "测线方向"},         {txtPar, "参数"},
+      {txtRx, "搜索半径X"},           {txtRy, "搜索半径Y"},
+      {txtDN1, "数据点不多于"},       {txtDN2, "数据点不少于数"},
+      {txtDAnom, "用此值替换高于值"}, {txtDemal, "数据保留小数位数"}};
+  for (const auto& [box, field] : numericBoxes)
+    connect(box, &QLineEdit::editingFinished, this, [this, box = box, field = field] {
+      if (box->isEnabled() && !readSingle(box)) refuseBox(box, field);
+    });
   connect(lstTbls, &QListWidget::currentRowChanged, this, [this] { onTableChosen(); });
   connect(btnApply, &QPushButton::clicked, this, &frmVLQScatToGrid::apply);
   connect(btnImg, &QPushButton::clicked, this, &frmVLQScatToGrid::showImage);
   connect(btnReturn, &QPushButton::clicked, this, &QDialog::reject);
-
-  loadTables();
 }
 
 frmVLQScatToGrid::~frmVLQScatToGrid() = default;
@@ -258,6 +269,8 @@ void frmVLQScatToGrid::buildUi() {
 
   prbSpeed = named(new QProgressBar(this), "prbSpeed");
   prbSpeed->setValue(0);
+  lblStatus = named(new QLabel(this), "lblStatus");
+  lblStatus->setTextInteractionFlags(Qt::TextSelectableByMouse);
   btnApply = named(new QPushButton(u8("网格化处理(&A)"), this), "btnApply");
   btnImg = named(new QPushButton(u8("结果浏览(&P)"), this), "btnImg");
   btnReturn = named(new QPushButton(u8("返回(&R)"), this), "btnReturn");
@@ -285,20 +298,28 @@ void frmVLQScatToGrid::buildUi() {
   auto* all = new QVBoxLayout(this);
   all->addLayout(top, 1);
   all->addLayout(buttons);
+  all->addWidget(lblStatus);
   resize(900, 480);
 }
 
-void frmVLQScatToGrid::loadTables() {
+bool frmVLQScatToGrid::load() {
   std::vector<std::string> names;
   try {
     db_ = openWorkDatabase(gWorkPath);
     listRegisteredTables(db_, names);
   } catch (const StoreError& e) {
     notify(this, e.what());
-    return;
+    return false;
   }
   for (const auto& n : names) lstTbls->addItem(qs(n));
   if (lstTbls->count() > 0) lstTbls->setCurrentRow(0);
+  return true;
+}
+
+void frmVLQScatToGrid::refuseBox(QLineEdit* box, const std::string& field) {
+  notify(this, std::string(kMsgGriddingFailed) + "\n(" + field + ": " + ss(box->text()) + ")");
+  box->setFocus();
+  box->selectAll();
 }
 
 void frmVLQScatToGrid::setText(QLineEdit* box, const std::string& text) { box->setText(qs(text)); }
@@ -376,6 +397,7 @@ void frmVLQScatToGrid::onMethodChosen() {
   const auto method = static_cast<GridMethod>(m);
   settings_.onMethodSelected(method);
   lblp1->setText(u8("指数因子"));
+  if (std::optional<float> par = methodDefaultParameter(method)) setText(txtPar, numberText(*par));
   switch (method) {
     case GridMethod::Nearest:
     case GridMethod::Mean:
@@ -383,19 +405,14 @@ void frmVLQScatToGrid::onMethodChosen() {
       txtPar->setEnabled(false);
       break;
     case GridMethod::InverseDistance:
-      txtPar->setEnabled(true);
-      txtPar->setText("2");
-      break;
     case GridMethod::Exponential:
       txtPar->setEnabled(true);
-      txtPar->setText("5");
       break;
     case GridMethod::Sum:
       break;
     case GridMethod::Kriging:
       txtPar->setEnabled(true);
       lblp1->setText(u8("搜索数据点数"));
-      txtPar->setText("6");
       optType[1]->setChecked(true);
       break;
   }
@@ -422,8 +439,13 @@ void frmVLQScatToGrid::onKrigingKindChosen() {
 
 void frmVLQScatToGrid::onRegionChosen() { txtRy->setEnabled(!optType[1]->isChecked()); }
 
-void frmVLQScatToGrid::onGeometryEdited(int index) {
+void frmVLQScatToGrid::onGeometryEdited(int index, bool leaving) {
   if (index == 2 || index == 7) return;
+  QLineEdit* edited = txtGPar[static_cast<std::size_t>(index)];
+  if (leaving && !readSingle(edited)) {
+    refuseBox(edited, kGeometryLabels[index]);
+    return;
+  }
   const bool xAxis = index < 5;
   const std::size_t base = xAxis ? 0 : 5;
   static constexpr AxisBox kBoxes[5] = {AxisBox::Low, AxisBox::High, AxisBox::Low, AxisBox::Spacing,
@@ -431,7 +453,10 @@ void frmVLQScatToGrid::onGeometryEdited(int index) {
   AxisBoxes boxes{readSingle(txtGPar[base]), readSingle(txtGPar[base + 1]),
                   readSingle(txtGPar[base + 3]), readInt16(txtGPar[base + 4])};
   AxisEdit e = editAxis(xAxis, kBoxes[static_cast<std::size_t>(index) - base], boxes);
-  if (e.spacingMessage) notify(this, kMsgSpacing);
+  // The spacing message waits until the box is left, not at every key.
+  if (e.spacingMessage && leaving)
+    notify(this, std::string(kMsgSpacing) + "\n(" + kGeometryLabels[base + 3] + ")");
+  if (leaving) return;  // the values were set as the text changed
   if (e.count) setText(txtGPar[base + 4], std::to_string(*e.count));
   if (e.just) setText(txtGPar[base + 2], numberText(*e.just));
   if (e.radius) {
@@ -446,10 +471,10 @@ bool frmVLQScatToGrid::readSettings() {
   auto minPoints = readInt32(txtDN2);
   auto cap = readSingle(txtDAnom);
   auto decimals = readInt16(txtDemal);
-  if (!maxPoints || !minPoints || !cap || !decimals) {
-    notify(this, kMsgGriddingFailed);
-    return false;
-  }
+  if (!maxPoints) return refuseBox(txtDN1, "数据点不多于"), false;
+  if (!minPoints) return refuseBox(txtDN2, "数据点不少于数"), false;
+  if (!cap) return refuseBox(txtDAnom, "用此值替换高于值"), false;
+  if (!decimals) return refuseBox(txtDemal, "数据保留小数位数"), false;
   settings_.maxNodePoints = *maxPoints;
   settings_.minNodePoints = *minPoints;
   settings_.highValueCap = *cap;
@@ -479,21 +504,35 @@ bool frmVLQScatToGrid::collectJob(GriddingJob& job) {
   auto rows = readInt16(txtGPar[9]);
   auto rx = readSingle(txtRx), ry = readSingle(txtRy);
   auto angle = readSingle(txtAngle), par = readSingle(txtPar);
-  bool ok =
-      xLeft && xJust && dx && columns && yBottom && yJust && dy && rows && rx && ry && angle && par;
-  if (ok &&
-      (job.krigingKind == KrigingKind::Lognormal3 || job.krigingKind == KrigingKind::Indicator)) {
-    // One parameter per comma-separated item; an empty box is no item at all.
-    const std::string text = ss(txtPars->text());
-    if (!filetext::trim(text).empty())
-      for (const auto& item : filetext::splitAt(text, ',')) {
-        float v = 0;
-        if (!filetext::parseFloat(item, v)) ok = false;
-        job.krigingParams.push_back(v);
-      }
+  // The first box that holds no number is named.
+  const std::pair<bool, std::pair<QLineEdit*, const char*>> checks[] = {
+      {bool(xLeft), {txtGPar[0], kGeometryLabels[0]}},
+      {bool(xJust), {txtGPar[2], kGeometryLabels[2]}},
+      {bool(dx), {txtGPar[3], kGeometryLabels[3]}},
+      {bool(columns), {txtGPar[4], kGeometryLabels[4]}},
+      {bool(yBottom), {txtGPar[5], kGeometryLabels[5]}},
+      {bool(yJust), {txtGPar[7], kGeometryLabels[7]}},
+      {bool(dy), {txtGPar[8], kGeometryLabels[8]}},
+      {bool(rows), {txtGPar[9], kGeometryLabels[9]}},
+      {bool(rx), {txtRx, "搜索半径X"}},
+      {bool(ry), {txtRy, "搜索半径Y"}},
+      {bool(angle), {txtAngle, "测线方向"}},
+      {bool(par), {txtPar, "参数"}}};
+  for (const auto& [good, box] : checks)
+    if (!good) {
+      refuseBox(box.first, box.second);
+      return false;
+    }
+  bool ok = true;
+  if (job.krigingKind == KrigingKind::Lognormal3 || job.krigingKind == KrigingKind::Indicator) {
+    std::optional<std::vector<float>> params = parseKrigingParams(ss(txtPars->text()));
+    if (params)
+      job.krigingParams = std::move(*params);
+    else
+      ok = false;
   }
   if (!ok) {
-    notify(this, kMsgGriddingFailed);
+    refuseBox(txtPars, "克里格参数");
     return false;
   }
   job.geometry = {*xLeft, *yBottom, *xJust, *yJust, *dx, *dy, *columns, *rows};
@@ -508,18 +547,30 @@ void frmVLQScatToGrid::apply() {
   if (!readSettings()) return;
   GriddingJob job;
   if (!collectJob(job)) return;
-  // Events pass during the run; the buttons and closing wait until it ends.
-  for (QPushButton* b : {btnApply, btnImg, btnReturn}) b->setEnabled(false);
+  // Events pass during the run; "返回" and Esc stop it, closing waits until it has ended.
+  for (QPushButton* b : {btnApply, btnImg}) b->setEnabled(false);
   running_ = true;
+  stopRequested_ = false;
+  lblStatus->clear();
   GriddingRunResult r;
+  QElapsedTimer clock;
+  clock.start();
   {
     GuiInteraction ui(this);
-    BarProgress progress(prbSpeed);
+    BarProgress progress(prbSpeed, &stopRequested_);
     r = runGridding(gWorkPath, job, settings_, ui, progress);
   }
+  const double seconds = static_cast<double>(clock.elapsed()) / 1000.0;
   running_ = false;
-  for (QPushButton* b : {btnApply, btnImg, btnReturn}) b->setEnabled(true);
-  if (!r.outcome && !r.declined && !r.outcome.message.empty()) notify(this, r.outcome.message);
+  for (QPushButton* b : {btnApply, btnImg}) b->setEnabled(true);
+  if (r.outcome) {
+    lblStatus->setText(qs(griddingSummary(r, seconds)));
+  } else if (stopRequested_ && r.outcome.message.empty()) {
+    lblStatus->setText(u8("网格化已中止."));
+  } else if (!r.declined && !r.outcome.message.empty()) {
+    notify(this, r.outcome.message);
+  }
+  stopRequested_ = false;
 }
 
 void frmVLQScatToGrid::showImage() {
@@ -551,7 +602,10 @@ void frmVLQScatToGrid::showImage() {
 }
 
 void frmVLQScatToGrid::done(int r) {
-  if (running_) return;
+  if (running_) {
+    stopRequested_ = true;  // the run ends at its next pump; the window stays
+    return;
+  }
   db_.close();
   QDialog::done(r);
 }
@@ -562,6 +616,12 @@ const ToolWindowRegistrar registerScatToGrid{"frmVLQScatToGrid",
                                              [](QWidget* parent, int mode) -> QWidget* {
                                                auto* w = new frmVLQScatToGrid(parent);
                                                w->mode = static_cast<std::int16_t>(mode);
+                                               // A window whose work area cannot be opened says so
+                                               // and does not open.
+                                               if (!w->load()) {
+                                                 delete w;
+                                                 return nullptr;
+                                               }
                                                return w;
                                              }};
 

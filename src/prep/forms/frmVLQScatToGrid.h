@@ -5,7 +5,10 @@
 // tables, and proposes fields and grid geometry as tables and fields are picked (the extents
 // come from SQL through the engine). btnApply hands the collected job to prep/gridding's
 // runGridding, which asks the overwrite question through the message boxes and drives the
-// progress bar; btnImg shows the written grid in the grid image viewer. Every control carries its
+// progress bar, which moves and lets the window repaint several times a second; "返回" or Esc
+// during a run stops it. The status line then says what the run made. btnImg shows the written
+// grid in the grid image viewer. Numeric boxes are checked when they are left and on btnApply,
+// and a message names the box. Every control carries its
 // system name as objectName; the control arrays are txtGPar_0 … txtGPar_9 and optType_0/_1.
 #pragma once
 
@@ -35,6 +38,10 @@ class frmVLQScatToGrid : public QDialog {
   ~frmVLQScatToGrid() override;
 
   std::int16_t mode = 0;
+
+  // The on-opening work: the store opened and the registered tables listed. False (after the
+  // message) when the work area's store cannot be opened; the window then does not open.
+  bool load();
 
   // The settings kept between runs while the window is open.
   const GriddingSettings& settings() const { return settings_; }
@@ -70,7 +77,8 @@ class frmVLQScatToGrid : public QDialog {
   QProgressBar* prbSpeed = nullptr;
   QPushButton* btnApply = nullptr;
   QPushButton* btnImg = nullptr;
-  QPushButton* btnReturn = nullptr;
+  QPushButton* btnReturn = nullptr;  // during a run: stops it
+  QLabel* lblStatus = nullptr;       // what the last run made
 
  public slots:
   void apply();
@@ -81,14 +89,16 @@ class frmVLQScatToGrid : public QDialog {
 
  private:
   void buildUi();
-  void loadTables();
   void onTableChosen();
   void onCoordinateChosen(bool xAxis);
   void onValueChosen();
   void onMethodChosen();
   void onKrigingKindChosen();
   void onRegionChosen();
-  void onGeometryEdited(int index);
+  // A box of txtGPar changed (recompute silently) or was left (`leaving`: say what is wrong).
+  void onGeometryEdited(int index, bool leaving);
+  // The message for a box that holds no number, naming its field; the box gets the focus.
+  void refuseBox(QLineEdit* box, const std::string& field);
   void setText(QLineEdit* box, const std::string& text);
   // The job as the boxes state it; false (after the message) when a box holds no number.
   bool collectJob(GriddingJob& job);
@@ -97,6 +107,7 @@ class frmVLQScatToGrid : public QDialog {
   Database db_;
   GriddingSettings settings_;
   bool running_ = false;
+  bool stopRequested_ = false;  // "返回" or Esc during a run
 };
 
 }  // namespace sarnoth::gui

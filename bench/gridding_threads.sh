@@ -1,0 +1,62 @@
+#!/usr/bin/env bash
+# Gridding on both cores against one: 1,000,000 random points from the work area's table store
+# onto 1001 x 1001 nodes (spacing 1, radius 2.5 cells), mean and inverse distance, each run with
+# --threads 1 and with the default (one thread per core). Best of three whole runs of
+# sarnoth-cli (reading the table included), and the two grid files compared byte for byte: the
+# bands of the parallel run must give the one-thread grid exactly.
+#
+#   bench/gridding_threads.sh        (builds build-bench, Release)
+#
+# Installs the sqlite3 shell (to load the points) with apt-get when it is missing. Work files go
+# to $BENCH_DIR (default /tmp/sarnoth_bench, shared with gridding_peers.sh).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+ROOT=$PWD
+DIR=${BENCH_DIR:-/tmp/sarnoth_bench}
+N=${BENCH_POINTS:-1000000}
+if ! command -v sqlite3 >/dev/null; then
+  SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
+  $SUDO apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends sqlite3
+fi
+cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DSARNOTH_BUILD_GUI=OFF \
+  -DSARNOTH_BUILD_TESTS=OFF >/dev/null
+cmake --build build-bench --target sarnoth-cli >/dev/null
+CLI=$ROOT/build-bench/bin/sarnoth-cli
+mkdir -p "$DIR"
+cd "$DIR"
+if [ ! -f pts.csv ] || [ "$(wc -l < pts.csv)" -ne $((N + 1)) ] || [ ! -d wa ]; then
+  echo "making $N points"
+  awk -v n="$N" 'BEGIN { srand(20240601); print "x,y,v";
+    for (i = 0; i < n; i++) { x = rand() * 1000; y = rand() * 1000;
+      v = 100 + 50 * sin(x / 97) * cos(y / 131) + 10 * rand();
+      printf "%.4f,%.4f,%.4f\n", x, y, v } }' > pts.csv
+  rm -rf wa
+  "$CLI" workarea create wa >/dev/null
+  sqlite3 wa/Qury_Dat/QueryDB.sqlite "CREATE TABLE [pts] ([x] SINGLE, [y] SINGLE, [v] SINGLE);" \
+    ".import --csv --skip 1 pts.csv pts"
+fi
+best() {  # best wall time of three runs of "$@", in seconds
+  local b=""
+  for _ in 1 2 3; do
+    local s e t
+    s=$(date +%s.%N)
+    "$@" >/dev/null 2>&1
+    e=$(date +%s.%N)
+    t=$(echo "$e - $s" | bc -l)
+    if [ -z "$b" ] || [ "$(echo "$t < $b" | bc -l)" -eq 1 ]; then b=$t; fi
+  done
+  printf "%.3f" "$b"
+}
+SAR=("$CLI" gridding --workarea wa --table pts --x x --y y --value v --extent 0,1000,0,1000
+     --dx 1 --radius 2.5 --yes)
+echo "$N points onto 1001 x 1001, radius 2.5 cells ($(nproc) cores, load $(cut -d' ' -f1 /proc/loadavg))"
+printf "%-12s %12s %12s %9s %10s\n" method "1 thread" "all cores" speed-up identical
+for m in mean idw; do
+  t1=$(best "${SAR[@]}" --method "$m" --threads 1 -o "t1_$m")
+  tn=$(best "${SAR[@]}" --method "$m" -o "tn_$m")
+  if cmp -s "wa/Grid_dat/t1_$m.grd" "wa/Grid_dat/tn_$m.grd"; then same=yes; else same=NO; fi
+  goal=$( [ "$(echo "$tn < 0.35" | bc -l)" = 1 ] && echo "under 0.35 s" || echo "OVER 0.35 s")
+  printf "%-12s %10s s %10s s %8.2fx %10s   %s\n" "$m" "$t1" "$tn" "$(echo "$t1 / $tn" | bc -l)" \
+    "$same" "$goal"
+done
