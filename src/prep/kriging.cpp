@@ -106,6 +106,9 @@ ExperimentalVariogram experimentalVariogram(std::span<const double> x, std::span
   };
   std::vector<Sums> chunk(kChunks);
   const std::size_t m = pick.size();
+  // The sampled points side by side, so the inner loop runs over contiguous memory.
+  std::vector<double> px(m), py(m), pz(m);
+  for (std::size_t i = 0; i < m; ++i) px[i] = x[pick[i]], py[i] = y[pick[i]], pz[i] = z[pick[i]];
   // Row a has m − a − 1 pairs: chunk bounds chosen for equal pair counts.
   auto rowAt = [&](int k) {
     double frac = 1.0 - std::sqrt(1.0 - static_cast<double>(k) / kChunks);
@@ -117,9 +120,9 @@ ExperimentalVariogram experimentalVariogram(std::span<const double> x, std::span
         for (int k = kBegin; k < kEnd; ++k) {
           Sums& sums = chunk[static_cast<std::size_t>(k)];
           for (std::size_t a = rowAt(k); a < rowAt(k + 1); ++a) {
-            const double xa = x[pick[a]], ya = y[pick[a]], za = z[pick[a]];
+            const double xa = px[a], ya = py[a], za = pz[a];
             for (std::size_t b = a + 1; b < m; ++b) {
-              const double ddx = x[pick[b]] - xa, ddy = y[pick[b]] - ya;
+              const double ddx = px[b] - xa, ddy = py[b] - ya;
               const double h2 = ddx * ddx + ddy * ddy;
               if (h2 > cut2) continue;
               const double h = std::sqrt(h2);
@@ -128,7 +131,7 @@ ExperimentalVariogram experimentalVariogram(std::span<const double> x, std::span
               int j = static_cast<int>(q);
               if (j > 0 && static_cast<double>(j) == q) --j;
               j = std::min(j, kLagClasses - 1);
-              const double dz = z[pick[b]] - za;
+              const double dz = pz[b] - za;
               sums.distance[j] += h;
               sums.gamma[j] += dz * dz;
               sums.pairs[j] += 1;
