@@ -140,8 +140,7 @@ void completeRow(Database& db, const ClassStatJob& job, const FieldDef& item, fl
 // then holds a whole million-row sort in one run sorted on one thread. While the statistics
 // run, sorts (the temporary index, the Order By of the percentiles) get runs of 2 MB sorted on
 // both cores and merged: the index of a 1,000,000-row table is made in 40 % less time, the whole
-// run takes 20 % less (2.6 to 2.0 s). Results are the
-// same: only how SQLite sorts changes.
+// run takes 20 % less (2.6 to 2.0 s). Results are the same: only how SQLite sorts changes.
 class SortTuning {
  public:
   explicit SortTuning(Database& db) : db_(db.handle()) {
