@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "electric/hankel_filter.h"
+#include "prep/parallel_rows.h"
 
 namespace sarnoth::electric {
 namespace {
@@ -277,21 +278,28 @@ std::vector<double> SoundingPlan::apparentResistivity(const LayeredEarth& earth,
   std::vector<double> S(transforms_.size());
   Eigen::MatrixXd dS = Eigen::MatrixXd::Zero(static_cast<Eigen::Index>(transforms_.size()),
                                              static_cast<Eigen::Index>(np));
-  std::vector<double> g(np), scratch;
-  for (std::size_t k = 0; k < transforms_.size(); ++k) {
-    const double r = transforms_[k].r;
-    const FilterTerms& f = filterTerms(transforms_[k].order);
-    double sum = 0;
-    for (std::size_t q = 0; q < f.base.size(); ++q) {
-      const double w = f.weight[q];
-      sum += kernelRemainder(f.base[q] / r, earth, g.data(), scratch) * w;
-      for (std::size_t i = 0; i < np; ++i)
-        dS(static_cast<Eigen::Index>(k), static_cast<Eigen::Index>(i)) += g[i] * w;
-    }
-    const double scale = transforms_[k].order == 1 ? 1.0 / (r * r) : 1.0 / r;
-    S[k] = sum * scale;
-    dS.row(static_cast<Eigen::Index>(k)) *= scale;
-  }
+  // Each transform is summed on its own, so the work splits over both cores with the same
+  // result whatever the split.
+  detail::forRowBands(
+      static_cast<int>(transforms_.size()),
+      [&](int kBegin, int kEnd, int) {
+        std::vector<double> g(np), scratch;
+        for (auto k = static_cast<std::size_t>(kBegin); k < static_cast<std::size_t>(kEnd); ++k) {
+          const double r = transforms_[k].r;
+          const FilterTerms& f = filterTerms(transforms_[k].order);
+          double sum = 0;
+          for (std::size_t q = 0; q < f.base.size(); ++q) {
+            const double w = f.weight[q];
+            sum += kernelRemainder(f.base[q] / r, earth, g.data(), scratch) * w;
+            for (std::size_t i = 0; i < np; ++i)
+              dS(static_cast<Eigen::Index>(k), static_cast<Eigen::Index>(i)) += g[i] * w;
+          }
+          const double scale = transforms_[k].order == 1 ? 1.0 / (r * r) : 1.0 / r;
+          S[k] = sum * scale;
+          dS.row(static_cast<Eigen::Index>(k)) *= scale;
+        }
+      },
+      8);
   std::vector<double> rho(data_.size());
   jacobian.resize(static_cast<Eigen::Index>(data_.size()), static_cast<Eigen::Index>(np));
   for (std::size_t j = 0; j < data_.size(); ++j) {
