@@ -141,7 +141,7 @@ void Radix2Plan::transformLanes(float* re, float* im) const {
   for (int le1 = block; le1 < n; le1 *= 2) stage(le1, 0, n);
 }
 
-bool fft2d(CFloat* spec, int nxp, int nyp, int direction, const Fft2dOptions& options) {
+bool fft2d(CFloat* spectrum, int nxp, int nyp, int direction, const Fft2dOptions& options) {
   constexpr int B = Radix2Plan::kLanes;
   const int columns = options.columnsNeeded < 0 ? nxp : std::min(options.columnsNeeded, nxp);
   const long long rowBatches = (nyp + B - 1) / B, colBatches = (columns + B - 1) / B;
@@ -182,7 +182,7 @@ bool fft2d(CFloat* spec, int nxp, int nyp, int direction, const Fft2dOptions& op
             for (int l = lanes; l < B; ++l)
               for (int k = 0; k < nxp; ++k) re[k * B + l] = im[k * B + l] = 0.0f;
             for (int l = 0; l < lanes; ++l) {
-              const CFloat* row = spec + static_cast<std::size_t>(r0 + l) * stride;
+              const CFloat* row = spectrum + static_cast<std::size_t>(r0 + l) * stride;
               for (int k = 0; k < nxp; ++k) {
                 re[k * B + l] = row[k].re;
                 im[k * B + l] = inverse ? -row[k].im : row[k].im;
@@ -190,7 +190,7 @@ bool fft2d(CFloat* spec, int nxp, int nyp, int direction, const Fft2dOptions& op
             }
             plan.transformLanes(re, im);
             for (int l = 0; l < lanes; ++l) {
-              CFloat* row = spec + static_cast<std::size_t>(r0 + l) * stride;
+              CFloat* row = spectrum + static_cast<std::size_t>(r0 + l) * stride;
               for (int k = 0; k < nxp; ++k) {
                 row[k].re = re[k * B + l] * rowScale;
                 row[k].im = im[k * B + l] * rowScale;
@@ -216,7 +216,7 @@ bool fft2d(CFloat* spec, int nxp, int nyp, int direction, const Fft2dOptions& op
           const int c0 = batch * B;
           const int lanes = std::min(B, nxp - c0);
           for (int r = 0; r < nyp; ++r) {
-            const CFloat* e = spec + static_cast<std::size_t>(r) * stride + c0;
+            const CFloat* e = spectrum + static_cast<std::size_t>(r) * stride + c0;
             for (int l = 0; l < lanes; ++l) {
               re[r * B + l] = e[l].re;
               im[r * B + l] = e[l].im;
@@ -225,7 +225,7 @@ bool fft2d(CFloat* spec, int nxp, int nyp, int direction, const Fft2dOptions& op
           }
           plan.transformLanes(re, im);
           for (int r = 0; r < nyp; ++r) {
-            CFloat* e = spec + static_cast<std::size_t>(r) * stride + c0;
+            CFloat* e = spectrum + static_cast<std::size_t>(r) * stride + c0;
             for (int l = 0; l < lanes; ++l) {
               e[l].re = re[r * B + l] * colScale;
               e[l].im = im[r * B + l] * colScale * dir;

@@ -98,10 +98,10 @@ struct Fft2dOptions {
 
 // The two-dimensional transform of nyp rows of nxp elements (row-major, rows first, then
 // columns), direction +1 forward, −1 inverse as stated above. nxp and nyp powers of two.
-bool fft2d(CFloat* spec, int nxp, int nyp, int direction, const Fft2dOptions& options = {});
-inline bool fft2d(std::vector<CFloat>& spec, int nxp, int nyp, int direction,
+bool fft2d(CFloat* spectrum, int nxp, int nyp, int direction, const Fft2dOptions& options = {});
+inline bool fft2d(std::vector<CFloat>& spectrum, int nxp, int nyp, int direction,
                   const Fft2dOptions& options = {}) {
-  return fft2d(spec.data(), nxp, nyp, direction, options);
+  return fft2d(spectrum.data(), nxp, nyp, direction, options);
 }
 
 }  // namespace sarnoth::gravmag

@@ -52,10 +52,10 @@ Frame makeFrame(int nx, int ny, double dx, double dy, double z0) {
 }
 
 // The spectrum of a real padded array.
-bool forward(const std::vector<float>& v, const Frame& f, std::vector<CFloat>& spec) {
-  spec.resize(f.size());
-  for (std::size_t i = 0; i < v.size(); ++i) spec[i] = {v[i], 0.0f};
-  return fft2d(spec, f.nxp, f.nyp, +1);
+bool forward(const std::vector<float>& v, const Frame& f, std::vector<CFloat>& spectrum) {
+  spectrum.resize(f.size());
+  for (std::size_t i = 0; i < v.size(); ++i) spectrum[i] = {v[i], 0.0f};
+  return fft2d(spectrum, f.nxp, f.nyp, +1);
 }
 
 // Extends an nx × ny grid without nulls to the padded frame by the tool's cosine taper.
@@ -81,16 +81,16 @@ bool addSeries(const std::vector<float>& eta, const Frame& f, int from, std::vec
     for (std::size_t i = 0; i < size; ++i) pa[i] *= eta[i];
   double factorial = 1;
   for (int k = 2; k <= from; ++k) factorial *= k;
-  std::vector<CFloat> spec(size);
+  std::vector<CFloat> spectrum(size);
   double first = -1;
   const int mx = f.nxp - 1, my = f.nyp - 1;
   for (int n = from; n <= kMaxTerms; n += 2) {
     const bool two = n + 1 <= kMaxTerms;
     for (std::size_t i = 0; i < size; ++i) {
       pb[i] = pa[i] * eta[i];
-      spec[i] = {pa[i], two ? pb[i] : 0.0f};
+      spectrum[i] = {pa[i], two ? pb[i] : 0.0f};
     }
-    fft2d(spec, f.nxp, f.nyp, +1);
+    fft2d(spectrum, f.nxp, f.nyp, +1);
     const double fa = factorial, fb = factorial * (n + 1);
     const double sa = n % 2 ? 1.0 : -1.0;
     double largest = 0;
@@ -100,7 +100,7 @@ bool addSeries(const std::vector<float>& eta, const Frame& f, int from, std::vec
         if (filter && (*filter)[i] == 0) continue;
         const std::size_t m = static_cast<std::size_t>((f.nyp - j) & my) * f.nxp +
                               static_cast<std::size_t>((f.nxp - c) & mx);
-        const Cd z(spec[i].re, spec[i].im), zm(spec[m].re, -spec[m].im);
+        const Cd z(spectrum[i].re, spectrum[i].im), zm(spectrum[m].re, -spectrum[m].im);
         const Cd ta = sa * base[i] / fa * 0.5 * (z + zm);
         const Cd tb = two ? -sa * base[i] * f.kappa[i] / fb * Cd(0, -0.5) * (z - zm) : Cd(0, 0);
         sum[i] += ta + tb;
@@ -190,8 +190,8 @@ InterfaceResult invertInterface(const std::vector<float>& anomaly, int nx, int n
     res.failure = e;
     return res;
   }
-  std::vector<CFloat> spec;
-  forward(work, f, spec);
+  std::vector<CFloat> spectrum;
+  forward(work, f, spectrum);
 
   // The data term of the iteration, in η = h/z0, filtered.
   const double scale = seriesScale(p, z0);
@@ -204,8 +204,8 @@ InterfaceResult invertInterface(const std::vector<float>& anomaly, int nx, int n
     const double kap = f.kappa[i];
     filter[i] = lowPass(kap, kPass, kCut);
     const double div = scale * (magnetic ? kap : 1.0);
-    data[i] =
-        filter[i] == 0 || div == 0 ? Cd(0, 0) : Cd(spec[i].re, spec[i].im) * std::exp(kap) / div;
+    data[i] = filter[i] == 0 || div == 0 ? Cd(0, 0)
+                                         : Cd(spectrum[i].re, spectrum[i].im) * std::exp(kap) / div;
     dataMax = std::max(dataMax, std::abs(data[i]));
   }
 

@@ -311,20 +311,20 @@ std::string extendGrid2D(float* work, int nx, int ny, int nxp, int nyp) {
   return {};
 }
 
-void mirrorSpectrum(CFloat* spec, int nxp, int nyp) {
+void mirrorSpectrum(CFloat* spectrum, int nxp, int nyp) {
   const int last = static_cast<int>(std::nearbyint(nyp / 2.0));
   const std::size_t s = static_cast<std::size_t>(nxp);
   for (int J = 2; J <= last; ++J) {
-    const CFloat* src = spec + static_cast<std::size_t>(J - 1) * s;
-    CFloat* dst = spec + static_cast<std::size_t>(nyp + 1 - J) * s;
+    const CFloat* src = spectrum + static_cast<std::size_t>(J - 1) * s;
+    CFloat* dst = spectrum + static_cast<std::size_t>(nyp + 1 - J) * s;
     for (int k = 2; k <= nxp; ++k) dst[nxp + 1 - k] = {src[k - 1].re, -src[k - 1].im};
     dst[0] = {src[0].re, -src[0].im};
   }
 }
 
-void compactRows(const CFloat* spec, int nxp, int nx, int ny, float* out) {
+void compactRows(const CFloat* spectrum, int nxp, int nx, int ny, float* out) {
   for (int r = 0; r < ny; ++r) {
-    const CFloat* row = spec + static_cast<std::size_t>(r) * nxp;
+    const CFloat* row = spectrum + static_cast<std::size_t>(r) * nxp;
     float* o = out + static_cast<std::size_t>(r) * nx;
     for (int c = 0; c < nx; ++c) o[c] = row[c].re;
   }
@@ -392,7 +392,7 @@ SpectralResult applySpectral(const std::vector<float>& grid, int nx, int ny, flo
     res.failure = kErrDivideByZero;
     return res;
   }
-  SpectrumBuffer spec(static_cast<std::size_t>(nxp) * nyp);
+  SpectrumBuffer spectrum(static_cast<std::size_t>(nxp) * nyp);
   const std::size_t s = static_cast<std::size_t>(nxp);
   std::atomic<bool> extended{true};
   detail::forRowBands(
@@ -406,7 +406,7 @@ SpectralResult applySpectral(const std::vector<float>& grid, int nx, int ny, flo
             extended = false;
             return;
           }
-          CFloat* dst = spec.data() + static_cast<std::size_t>(r) * s;
+          CFloat* dst = spectrum.data() + static_cast<std::size_t>(r) * s;
           for (int c = 0; c < nxp; ++c) dst[c] = {row[static_cast<std::size_t>(c)], 0.0f};
         }
       },
@@ -419,10 +419,10 @@ SpectralResult applySpectral(const std::vector<float>& grid, int nx, int ny, flo
     const int K = halfRounded(nyp - ny);
     const std::vector<float> w = taperWeights(K);
     for (int k = 1; k <= K; ++k) {
-      const CFloat* lastRow = spec.data() + static_cast<std::size_t>(ny - 1) * s;
-      const CFloat* firstRow = spec.data();
-      CFloat* up = spec.data() + static_cast<std::size_t>(ny - 1 + k) * s;
-      CFloat* down = spec.data() + static_cast<std::size_t>(nyp - k) * s;
+      const CFloat* lastRow = spectrum.data() + static_cast<std::size_t>(ny - 1) * s;
+      const CFloat* firstRow = spectrum.data();
+      CFloat* up = spectrum.data() + static_cast<std::size_t>(ny - 1 + k) * s;
+      CFloat* down = spectrum.data() + static_cast<std::size_t>(nyp - k) * s;
       const float wk = w[static_cast<std::size_t>(k)];
       for (int c = 0; c < nxp; ++c) {
         up[c] = {wk * lastRow[c].re, 0.0f};
@@ -430,7 +430,7 @@ SpectralResult applySpectral(const std::vector<float>& grid, int nx, int ny, flo
       }
     }
     if (2 * K != nyp - ny)
-      std::fill_n(spec.data() + static_cast<std::size_t>(ny + K) * s, nxp, CFloat{});
+      std::fill_n(spectrum.data() + static_cast<std::size_t>(ny + K) * s, nxp, CFloat{});
   }
   if (!progress.pump()) {
     res.cancelled = true;
@@ -449,11 +449,11 @@ SpectralResult applySpectral(const std::vector<float>& grid, int nx, int ny, flo
   Fft2dOptions fwd;
   fwd.threads = threads;
   fwd.tick = ticker(0, 400);
-  if (!fft2d(spec.data(), nxp, nyp, +1, fwd)) {
+  if (!fft2d(spectrum.data(), nxp, nyp, +1, fwd)) {
     res.cancelled = true;
     return res;
   }
-  if (!allFinite(spec.data(), spec.size(), threads)) {
+  if (!allFinite(spectrum.data(), spectrum.size(), threads)) {
     res.failure = kErrOverflow;
     return res;
   }
@@ -463,15 +463,15 @@ SpectralResult applySpectral(const std::vector<float>& grid, int nx, int ny, flo
   const int halfRows = nyp / 2 + 1;
   std::vector<CFloat> backup;
   if (stages.size() > 1)
-    backup.assign(spec.data(), spec.data() + static_cast<std::size_t>(halfRows) * s);
+    backup.assign(spectrum.data(), spectrum.data() + static_cast<std::size_t>(halfRows) * s);
   for (std::size_t st = 0; st < stages.size(); ++st) {
-    if (st > 0) std::copy(backup.begin(), backup.end(), spec.data());
+    if (st > 0) std::copy(backup.begin(), backup.end(), spectrum.data());
     const SpectralStage& stage = stages[st];
     std::atomic<bool> divided{true};
     if (stage.filter) {
       auto filterBand = [&](int j0, int j1, int) {
         for (int J = j0 + 1; J <= j1; ++J)
-          if (!stage.filter(spec.data() + static_cast<std::size_t>(J - 1) * s, J)) {
+          if (!stage.filter(spectrum.data() + static_cast<std::size_t>(J - 1) * s, J)) {
             divided = false;
             return;
           }
@@ -485,17 +485,17 @@ SpectralResult applySpectral(const std::vector<float>& grid, int nx, int ny, flo
       res.failure = kErrDivideByZero;
       return res;
     }
-    mirrorSpectrum(spec.data(), nxp, nyp);
+    mirrorSpectrum(spectrum.data(), nxp, nyp);
     Fft2dOptions inv;
     inv.threads = threads;
     inv.columnsNeeded = nx;
     inv.tick = ticker(400 + perStage * static_cast<long long>(st), perStage);
-    if (!fft2d(spec.data(), nxp, nyp, -1, inv)) {
+    if (!fft2d(spectrum.data(), nxp, nyp, -1, inv)) {
       res.cancelled = true;
       return res;
     }
     std::vector<float> out(static_cast<std::size_t>(nx) * ny);
-    compactRows(spec.data(), nxp, nx, ny, out.data());
+    compactRows(spectrum.data(), nxp, nx, ny, out.data());
     if (!allFinite(out)) {
       res.failure = kErrOverflow;
       return res;

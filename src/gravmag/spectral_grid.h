@@ -96,9 +96,9 @@ bool extendRow1D(float* a, int n, int m);
 std::string extendGrid2D(float* work, int nx, int ny, int nxp, int nyp);
 // Rows J = 2..nyp/2 mirrored into rows nyp+2−J as complex conjugates, columns reversed
 // (column 1 stays column 1): the spectrum of a real field from its half plane.
-void mirrorSpectrum(CFloat* spec, int nxp, int nyp);
+void mirrorSpectrum(CFloat* spectrum, int nxp, int nyp);
 // The real parts of the first ny rows and nx columns of an nxp-wide array, compact.
-void compactRows(const CFloat* spec, int nxp, int nx, int ny, float* out);
+void compactRows(const CFloat* spectrum, int nxp, int nx, int ny, float* out);
 
 // Every node below −1E+30 of `orig` is copied into `result`; the others keep the result and
 // give its extremes (starting at −1E+20 and 1E+20, as the header then shows them).

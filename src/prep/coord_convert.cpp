@@ -371,9 +371,10 @@ const std::map<std::string, int>& shortProjectionNames() {
 
 }  // namespace
 
-bool parseCoordSideSpec(const std::string& spec, int side, CoordSideTexts& t, std::string& error) {
+bool parseCoordSideSpec(const std::string& sideText, int side, CoordSideTexts& t,
+                        std::string& error) {
   t = CoordSideTexts{};
-  const std::string s = trimmed(spec);
+  const std::string s = trimmed(sideText);
   if (s.empty()) {
     error = "empty coordinate system";
     return false;

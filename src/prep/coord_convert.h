@@ -132,7 +132,8 @@ CoordSideResult buildCoordSide(const CoordSideTexts& t, int side);
 // lat0=, lat1=, lat2=, lon1=, lon2=, fe=, fn=, aa= (also h=, az=, theta=), unit= (km, m, dm,
 // f:N, or dd, dms, dddmmss), prefix, south, sys=. Selecting proj= applies the row's defaults.
 // Returns false with the reason in `error`.
-bool parseCoordSideSpec(const std::string& spec, int side, CoordSideTexts& t, std::string& error);
+bool parseCoordSideSpec(const std::string& sideText, int side, CoordSideTexts& t,
+                        std::string& error);
 
 // A coordinate system of PROJ's database as a side may name it.
 struct SystemInfo {

@@ -19,12 +19,12 @@ namespace {
 using projconv::kNumber;
 namespace pt = projtable;
 
-CoordSide sideOf(const std::string& spec, int which) {
+CoordSide sideOf(const std::string& sideText, int which) {
   CoordSideTexts t;
   std::string error;
-  EXPECT_TRUE(parseCoordSideSpec(spec, which, t, error)) << error;
+  EXPECT_TRUE(parseCoordSideSpec(sideText, which, t, error)) << error;
   CoordSideResult r = buildCoordSide(t, which);
-  EXPECT_TRUE(r.outcome.ok) << spec << ": " << r.outcome.message;
+  EXPECT_TRUE(r.outcome.ok) << sideText << ": " << r.outcome.message;
   return r.side;
 }
 
