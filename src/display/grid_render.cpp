@@ -14,6 +14,7 @@
 #include <numbers>
 #include <thread>
 
+#include "workarea/null_value.h"
 #include "workarea/path_resolver.h"
 
 namespace sarnoth::display {
@@ -104,7 +105,7 @@ class Sampler {
   Sampler(const Grid& g, float upper) : g_(g), h_(g.header), upper_(upper) {}
 
   bool isNull(float v) const {
-    return !(v > -1e30f) || v == h_.nullValue || v > upper_;  // NaN counts as null
+    return !isDataValue(v) || v == h_.nullValue || v > upper_;  // NaN counts as null
   }
 
   // Where a fractional mesh coordinate falls along one axis of `count` nodes.
@@ -231,7 +232,7 @@ Rgb Image::at(int col, int row) const {
   return {pixels[3 * p], pixels[3 * p + 1], pixels[3 * p + 2]};
 }
 
-bool isGridNull(const GridHeader& h, float v) { return !(v > -1e30f) || v == h.nullValue; }
+bool isGridNull(const GridHeader& h, float v) { return !isDataValue(v) || v == h.nullValue; }
 
 ImageFrame imageFrame(const GridHeader& h, int width) {
   ImageFrame f;

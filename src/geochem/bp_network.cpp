@@ -15,7 +15,7 @@ namespace sarnoth::geochem {
 namespace {
 
 // The tool's null test: a value counts above -1E+31.
-bool isData(double v) { return v > -1e31; }
+bool isData(double v) { return isDataAbove(v, -1e31); }
 
 double sigmoid(double u) { return 1.0 / (1.0 + std::exp(-u)); }
 

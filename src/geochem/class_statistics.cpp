@@ -407,7 +407,7 @@ Outcome runCorrection(Database& db, const CorrectionJob& job, const std::vector<
         rs.edit();
         const Value& v = rs.value(dataCol);
         const float x = isNull(v) ? NULL_VALUE : static_cast<float>(valueToDouble(v));
-        if (x > -1e36f)
+        if (isDataAbove(x, -1e36f))
           rs.set(newCol, static_cast<double>(x * c / p));
         else
           rs.set(newCol, static_cast<double>(-1e38f));

@@ -9,6 +9,7 @@
 #include "geochem/report_format.h"
 #include "prep/parallel_rows.h"
 #include "workarea/file_text.h"
+#include "workarea/null_value.h"
 #include "workarea/path_resolver.h"
 #include "workarea/text_codec.h"
 
@@ -260,7 +261,7 @@ Outcome runClusterAnalysis(Database& db, const ClusterJob& job, ClusterResult& r
       bool ok = true;
       for (int k = 0; k < m; ++k) {
         row[static_cast<std::size_t>(k)] = c.isNull(k) ? -1e38f : c.getFloat(k);
-        ok = ok && row[static_cast<std::size_t>(k)] > -1e37f;
+        ok = ok && isDataAbove(row[static_cast<std::size_t>(k)], -1e37f);
       }
       if (ok)
         values.insert(values.end(), row.begin(), row.end());

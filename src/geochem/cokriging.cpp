@@ -471,7 +471,7 @@ CoSamples readCoSamples(Database& db, const CoKrigingJob& job) {
   auto value = [&](int col) {
     if (c.isNull(col)) return std::numeric_limits<double>::quiet_NaN();
     const double v = c.getDouble(col);
-    return v > -1e30 && std::isfinite(v) ? v : std::numeric_limits<double>::quiet_NaN();
+    return isDataValue(v) && std::isfinite(v) ? v : std::numeric_limits<double>::quiet_NaN();
   };
   while (c.next()) {
     const double x = value(0), y = value(1);

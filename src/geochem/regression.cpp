@@ -8,6 +8,7 @@
 #include "geochem/numeric_routines.h"
 #include "geochem/report_format.h"
 #include "workarea/file_text.h"
+#include "workarea/null_value.h"
 #include "workarea/path_resolver.h"
 #include "workarea/text_codec.h"
 
@@ -68,7 +69,7 @@ Samples readSamples(Database& db, const RegressionJob& job, const std::vector<st
     for (std::size_t k = 0; k <= xs.size(); ++k) {
       const int col = static_cast<int>(k);
       row[k] = c.isNull(col) ? -1e38f : c.getFloat(col);
-      ok = ok && row[k] > -1e30f;
+      ok = ok && isDataValue(row[k]);
     }
     if (ok) {
       s.y.push_back(row[0]);

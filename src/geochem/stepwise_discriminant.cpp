@@ -521,7 +521,7 @@ std::string groupLabel(const Cursor& c, int col, bool numeric) {
   if (c.isNull(col)) return {};
   if (numeric) {
     const double v = c.getDouble(col);
-    if (!(v > -1e30) || !std::isfinite(v)) return {};
+    if (!isDataValue(v) || !std::isfinite(v)) return {};
     return doubleText(v);
   }
   return filetext::trim(c.getText(col));
@@ -558,7 +558,7 @@ DiscriminantData readDiscriminantData(Database& db, const DiscriminantJob& job) 
         ok = false;
       else
         row[static_cast<std::size_t>(j)] = c.getDouble(j + 1);
-      ok = ok && row[static_cast<std::size_t>(j)] > -1e30 &&
+      ok = ok && isDataValue(row[static_cast<std::size_t>(j)]) &&
            std::isfinite(row[static_cast<std::size_t>(j)]);
     }
     if (!ok) continue;
@@ -682,7 +682,7 @@ Outcome runDiscriminant(Database& db, const DiscriminantJob& job, DiscriminantRe
         for (int j = 0; j < d.p && ok; ++j) {
           const Value& v = rs.value(vcol[static_cast<std::size_t>(j)]);
           x[static_cast<std::size_t>(j)] = isNull(v) ? NULL_VALUE_D : valueToDouble(v);
-          ok = x[static_cast<std::size_t>(j)] > -1e30 &&
+          ok = isDataValue(x[static_cast<std::size_t>(j)]) &&
                std::isfinite(x[static_cast<std::size_t>(j)]);
         }
         const int g = ok ? classifySample(r.tree, x.data()) : -1;

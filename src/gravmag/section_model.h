@@ -23,6 +23,7 @@
 
 #include "gravmag/talwani.h"
 #include "workarea/interaction.h"
+#include "workarea/null_value.h"
 
 namespace sarnoth::gm2d {
 
@@ -118,7 +119,7 @@ struct Profile {
 };
 
 // A reading that is not there: NaN or the null value.
-inline bool isMissing(double v) { return !(v > -1e37); }
+inline bool isMissing(double v) { return !isDataAbove(v, -1e37); }
 
 // --- the observation surface ------------------------------------------------------------------
 

@@ -19,6 +19,7 @@
 
 #include "closed/fractal_proc.h"
 #include "prep/parallel_rows.h"
+#include "workarea/null_value.h"
 #include "workarea/path_resolver.h"
 #include "workarea/work_area.h"
 
@@ -503,7 +504,7 @@ void scatterRecords(PointSource& points, const GridGeometry& g, int bands, Progr
   long published = -1;  // the last block handed to the workers; guarded by m
   bool finished = false, stopping = false;
   std::atomic<bool> abandon{false};  // set with stopping: workers leave the block they are in
-  int doneWorkers = 0;  // workers done with the block `published`
+  int doneWorkers = 0;               // workers done with the block `published`
   std::exception_ptr failure;
   // Records each worker has scattered, for the progress: the slowest band is where the run is.
   std::vector<std::atomic<std::int64_t>> scattered(static_cast<std::size_t>(bands));
@@ -707,7 +708,7 @@ void plainAccumulation(PointSource& points, const GriddingJob& job, const Griddi
   const float par = job.par;
   const GridMethod m = job.method;
   const float cap = set.highValueCap;
-  const bool capOn = cap > -1e30f;
+  const bool capOn = isDataValue(cap);
 
   // nodeValue, nodeWeight and nodeCount of a node side by side, so that a node costs one cache
   // line, not three; the values go into the result array (Columns·Rows + 1, the spare last
@@ -898,7 +899,7 @@ void azimuthSearch(PointSource& points, const GriddingJob& job, const GriddingSe
       }
     }
     // Reaching its own hit, the record locks that node (a value of -1E+30 holds no lock).
-    if (stop != kNoStop && stop == hit && v > -1e30f) locked.insert(hit);
+    if (stop != kNoStop && stop == hit && isDataValue(v)) locked.insert(hit);
     return stop;
   };
   auto ahead = [&](const Prepared& q, long rowBegin, long rowEnd) {
@@ -918,7 +919,7 @@ void azimuthSearch(PointSource& points, const GriddingJob& job, const GriddingSe
         const float d = std::sqrt(ax * ax + ay * ay);
         if (job.circle ? !(d <= rx) : !(ax <= rx && ay <= ry)) continue;
         const std::size_t k0 = (static_cast<std::size_t>(r) * g.columns + c) * S;
-        if (sector[k0].value > -1e30f && sector[k0].distance == -9999) return;
+        if (isDataValue(sector[k0].value) && sector[k0].distance == -9999) return;
         if (d == 0) {
           sector[k0] = {v, -9999};
           return;
@@ -938,7 +939,7 @@ void azimuthSearch(PointSource& points, const GriddingJob& job, const GriddingSe
   out.nodes.assign(n + 1, 0.0f);
   Stats stats = finishNodes(g, job.threads, progress, [&](std::size_t k, Stats& st) {
     const std::size_t k0 = k * S;
-    if (sector[k0].value > -1e30f && sector[k0].distance == -9999) {
+    if (isDataValue(sector[k0].value) && sector[k0].distance == -9999) {
       st.add(sector[k0].value);
     } else if (index >= 1 && index <= 3) {
       int filled = 0;
@@ -1017,7 +1018,7 @@ void medianGridding(PointSource& points, const GriddingJob& job, Progress& progr
   progress.setMaximum(g.rows);
   Stats stats(1e38f, -1e38f);
   for (std::size_t k = 0; k < g.nodeCount(); ++k)
-    if (out.nodes[k] > -1e35f) stats.add(out.nodes[k]);
+    if (isDataAbove(out.nodes[k], -1e35f)) stats.add(out.nodes[k]);
   stats.store(out);
 }
 
@@ -1175,7 +1176,7 @@ float roundThroughText(float v, int decimals) {
 void roundGrid(GridComputation& g, int decimals) {
   if (decimals < 0 || decimals > 4) return;
   for (float& v : g.nodes)
-    if (v > -1e30f) v = roundThroughText(v, decimals);
+    if (isDataValue(v)) v = roundThroughText(v, decimals);
   g.zMin = roundThroughText(g.zMin, decimals);
   g.zMax = roundThroughText(g.zMax, decimals);
 }

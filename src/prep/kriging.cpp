@@ -467,7 +467,7 @@ std::int32_t GEO_ScatToGridWithKrig(std::span<const float> points, std::int32_t 
     const float px = points[3 * static_cast<std::size_t>(i)];
     const float py = points[3 * static_cast<std::size_t>(i) + 1];
     const float pv = points[3 * static_cast<std::size_t>(i) + 2];
-    if (!(px > -1e30f && py > -1e30f && pv > -1e30f)) continue;
+    if (!(isDataValue(px) && isDataValue(py) && isDataValue(pv))) continue;
     if (!std::isfinite(px) || !std::isfinite(py) || !std::isfinite(pv)) continue;
     double v = pv;
     if (modelCode == 8) {

@@ -52,7 +52,7 @@ std::int32_t Geo_IMMedian(std::span<const float> points, std::int32_t recordCoun
     float x = points[3 * static_cast<std::size_t>(i)];
     float y = points[3 * static_cast<std::size_t>(i) + 1];
     float v = points[3 * static_cast<std::size_t>(i) + 2];
-    if (!(x > -1e30f) || !(y > -1e30f) || !(v > -1e30f)) continue;
+    if (!isDataValue(x) || !isDataValue(y) || !isDataValue(v)) continue;
     if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(v)) continue;
     int c = clampedCell(x - x0, dx, columns);
     int r = clampedCell(y - y0, dy, rows);

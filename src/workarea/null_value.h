@@ -18,6 +18,8 @@ inline constexpr const char* NULL_TEXT = "-1E+38";
 inline bool isNullValue(double v) { return v <= -1e30; }
 // Exactly the float null, as the converters test it.
 inline bool isExactNull(float v) { return v == NULL_VALUE; }
+// The common test the other way round: a value above -1E+30 is data; NaN is not.
+inline bool isDataValue(double v) { return v > -1e30; }
 // "value > limit counts as data" for the tools that use another limit (-1E+31 … -1E+37).
 inline bool isDataAbove(double v, double limit) { return v > limit; }
 
