@@ -11,8 +11,6 @@
 namespace sarnoth {
 namespace {
 
-constexpr double kDataAbove = -1e30;  // the tool's own null test: above it counts as data
-
 std::string integerText(std::int64_t v) { return std::to_string(v); }
 
 bool sameNameCi(const std::string& a, const std::string& b) {
@@ -104,7 +102,7 @@ std::vector<float> readElementValues(Database& db, const std::string& table,
     if (c.isNull(0)) continue;
     const float x = c.getFloat(0);
     if (!std::isfinite(x)) continue;
-    if (positiveOnly ? x > 0 : x > kDataAbove) v.push_back(x);
+    if (positiveOnly ? x > 0 : isDataValue(x)) v.push_back(x);
   }
   return v;
 }

@@ -410,7 +410,7 @@ Outcome runCorrection(Database& db, const CorrectionJob& job, const std::vector<
         if (isDataAbove(x, -1e36f))
           rs.set(newCol, static_cast<double>(x * c / p));
         else
-          rs.set(newCol, static_cast<double>(-1e38f));
+          rs.set(newCol, NULL_VALUE_D);
         rs.update();
       }
       if (!progress.pump()) break;

@@ -260,7 +260,7 @@ Outcome runClusterAnalysis(Database& db, const ClusterJob& job, ClusterResult& r
       ++res.records;
       bool ok = true;
       for (int k = 0; k < m; ++k) {
-        row[static_cast<std::size_t>(k)] = c.isNull(k) ? -1e38f : c.getFloat(k);
+        row[static_cast<std::size_t>(k)] = c.isNull(k) ? NULL_VALUE : c.getFloat(k);
         ok = ok && isDataAbove(row[static_cast<std::size_t>(k)], -1e37f);
       }
       if (ok)

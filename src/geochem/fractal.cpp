@@ -8,13 +8,13 @@
 
 #include "closed/fractal_proc.h"
 #include "workarea/grid_file.h"
+#include "workarea/null_value.h"
 #include "workarea/path_resolver.h"
 #include "workarea/scatter_file.h"
 
 namespace sarnoth {
 namespace {
 
-constexpr double kDataAbove = -1e30;  // the tool's null test
 constexpr int kMaxGrades = 100000;
 
 // Slot arrays of round(2·√m + 2) singles.
@@ -179,7 +179,7 @@ FractalRunResult runFractal(Database& db, const std::string& workPath, const Fra
       const GridHeader& h = g.grid.header;
       bool anyData = false;
       for (float& z : g.grid.nodes) {
-        if (z > kDataAbove && std::isfinite(z))
+        if (isDataValue(z) && std::isfinite(z))
           anyData = true;
         else
           z = h.zMin;

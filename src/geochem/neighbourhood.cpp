@@ -14,7 +14,6 @@ namespace sarnoth::geochem {
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kDataAbove = -1e30;  // coordinates and values above it count as data
 // Samples handed to the threads at a time; progress is reported and cancelling looked at
 // between blocks.
 constexpr int kBlock = 16384;
@@ -36,7 +35,7 @@ bool hasName(const std::vector<FieldDef>& fields, const std::string& name) {
 double dataOrNaN(const Cursor& c, int i) {
   if (c.isNull(i)) return kNaN;
   const double v = c.getDouble(i);
-  return std::isfinite(v) && v > kDataAbove ? v : kNaN;
+  return std::isfinite(v) && isDataValue(v) ? v : kNaN;
 }
 
 // The statistics of one sample from its neighbours' values (sorted by distance).

@@ -68,7 +68,7 @@ Samples readSamples(Database& db, const RegressionJob& job, const std::vector<st
     bool ok = true;
     for (std::size_t k = 0; k <= xs.size(); ++k) {
       const int col = static_cast<int>(k);
-      row[k] = c.isNull(col) ? -1e38f : c.getFloat(col);
+      row[k] = c.isNull(col) ? NULL_VALUE : c.getFloat(col);
       ok = ok && isDataValue(row[k]);
     }
     if (ok) {

@@ -15,7 +15,6 @@ namespace sarnoth::geochem {
 namespace {
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
-constexpr double kDataAbove = -1e30;
 
 double ratio(double a, double b) {
   if (b > 0) return a / b;
@@ -155,8 +154,7 @@ ZoningResult runZoning(Database& db, const ZoningJob& job) {
     while (c.next()) {
       const double level = c.isNull(0) ? NULL_VALUE_D : c.getDouble(0);
       const double length = c.isNull(1) ? 0.0 : c.getDouble(1);
-      if (!(level > kDataAbove) || !std::isfinite(level) || !(length > 0) ||
-          !std::isfinite(length)) {
+      if (!isDataValue(level) || !std::isfinite(level) || !(length > 0) || !std::isfinite(length)) {
         ++skipped;
         continue;
       }
@@ -166,7 +164,7 @@ ZoningResult runZoning(Database& db, const ZoningJob& job) {
       for (std::size_t i = 0; i < job.elements.size(); ++i) {
         if (c.isNull(static_cast<int>(i) + 2)) continue;
         const double v = c.getDouble(static_cast<int>(i) + 2);
-        if (v > kDataAbove && std::isfinite(v) && v > cb[i]) m[i] += (v - cb[i]) * length;
+        if (isDataValue(v) && std::isfinite(v) && v > cb[i]) m[i] += (v - cb[i]) * length;
       }
     }
   } catch (const StoreError& e) {

@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "workarea/null_value.h"
+
 namespace sarnoth::jet {
 namespace {
 
@@ -843,7 +845,7 @@ void fnDateMinus(sqlite3_context* ctx, int argc, sqlite3_value** argv) {
 // ---- conversions on write and the C* functions ----
 
 // The float null -1E+38 is the tools' null in every numeric field, whatever its type.
-bool isFloatNull(double d) { return static_cast<float>(d) == -1e38f; }
+bool isFloatNull(double d) { return isExactNull(static_cast<float>(d)); }
 
 void convInteger(sqlite3_context* ctx, sqlite3_value* v, double lo, double hi) {
   if (isIntegerValue(v)) {
