@@ -7,6 +7,7 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QRegularExpression>
+#include <QSignalBlocker>
 #include <QVBoxLayout>
 #include <algorithm>
 
@@ -55,6 +56,15 @@ bool listHoldsName(const QListWidget* list, const QString& name) {
 void fillList(QListWidget* list, const QStringList& names) {
   list->clear();
   list->addItems(names);
+}
+
+void refillKeepingCurrent(QListWidget* list, const QStringList& names) {
+  const QString current = list->currentItem() ? list->currentItem()->text() : QString();
+  const QSignalBlocker block(list);
+  fillList(list, names);
+  if (!current.isEmpty())
+    for (int i = 0; i < list->count(); ++i)
+      if (list->item(i)->text() == current) list->setCurrentRow(i);
 }
 
 std::string existingFileQuestion(const QString& name) {

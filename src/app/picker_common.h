@@ -30,6 +30,8 @@ bool listHoldsName(const QListWidget* list, const QString& name);
 
 // Fills a list widget with names.
 void fillList(QListWidget* list, const QStringList& names);
+// Fills it again without signals, the current name staying current when it is still listed.
+void refillKeepingCurrent(QListWidget* list, const QStringList& names);
 
 // The question for a name that exists already.
 std::string existingFileQuestion(const QString& name);

@@ -121,12 +121,7 @@ bool frmGMDataProcs::load() {
 }
 
 void frmGMDataProcs::refreshList() {
-  const QString current = flstGrd->currentItem() ? flstGrd->currentItem()->text() : QString();
-  const QSignalBlocker block(flstGrd);
-  fillList(flstGrd, listFiles(gridDir(), "*.grd").value_or(QStringList()));
-  if (!current.isEmpty())
-    for (int i = 0; i < flstGrd->count(); ++i)
-      if (flstGrd->item(i)->text() == current) flstGrd->setCurrentRow(i);
+  refillKeepingCurrent(flstGrd, listFiles(gridDir(), "*.grd").value_or(QStringList()));
 }
 
 void frmGMDataProcs::onFileClicked() {
