@@ -93,6 +93,17 @@ PixelToMesh pixelToMesh(const GridHeader& h, const ImageFrame& f) {
   return m;
 }
 
+// Bilinear interpolation between z00, z10 (lower row) and z01, z11 (upper row), written so that
+// a weight of exactly 0 or 1 reproduces a node.
+inline float bilinear(float z00, float z10, float z01, float z11, float fx, float fy) {
+  float lo = z00 + fx * (z10 - z00);
+  float hi = z01 + fx * (z11 - z01);
+  if (fx == 0) lo = z00, hi = z01;
+  if (fy == 0) return lo;
+  if (fy == 1) return hi;
+  return lo + fy * (hi - lo);
+}
+
 // Where a pixel takes its value from: up to four nodes and weights, or one node, or nothing.
 struct Sample {
   int kind = 0;  // 0 background, 1 one node, 4 bilinear
@@ -107,6 +118,8 @@ class Sampler {
   bool isNull(float v) const {
     return !isDataValue(v) || v == h_.nullValue || v > upper_;  // NaN counts as null
   }
+  // !isNull without branches, for whole rows.
+  bool isData(float v) const { return isDataValue(v) & (v != h_.nullValue) & !(v > upper_); }
 
   // Where a fractional mesh coordinate falls along one axis of `count` nodes.
   struct Axis {
@@ -151,13 +164,7 @@ class Sampler {
   // The interpolated value; written so that a weight of exactly 0 or 1 reproduces a node.
   static float value(const Sample& s, const float* z) {
     if (s.kind == 1) return z[s.idx[0]];
-    const float fx = s.fx, fy = s.fy;
-    float lo = z[s.idx[0]] + fx * (z[s.idx[1]] - z[s.idx[0]]);
-    float hi = z[s.idx[2]] + fx * (z[s.idx[3]] - z[s.idx[2]]);
-    if (fx == 0) lo = z[s.idx[0]], hi = z[s.idx[2]];
-    if (fy == 0) return lo;
-    if (fy == 1) return hi;
-    return lo + fy * (hi - lo);
+    return bilinear(z[s.idx[0]], z[s.idx[1]], z[s.idx[2]], z[s.idx[3]], s.fx, s.fy);
   }
 
  private:
@@ -468,6 +475,53 @@ inline float shadeAt(const Gradient& grad, const Light& l, int r, int c) {
   return static_cast<float>(std::max(0.0, i));
 }
 
+// The shades of node row r into out[0, nx): the nodes whose nine neighbours are all present in
+// one pass with the same arithmetic as Gradient::at, the others through it.
+void shadeRow(const Gradient& grad, const Light& l, int r, float* out) {
+  const GridHeader& h = grad.g.header;
+  const int nx = h.nx;
+  if (r <= 0 || r >= h.ny - 1 || nx < 3) {
+    for (int c = 0; c < nx; ++c) out[c] = shadeAt(grad, l, r, c);
+    return;
+  }
+  const float* p = grad.g.nodes.data() + static_cast<std::size_t>(r) * nx;
+  const float* s = p - nx;
+  const float* n = p + nx;
+  // Columns whose three nodes are all data.
+  thread_local std::vector<std::uint8_t> column;
+  column.resize(static_cast<std::size_t>(nx));
+  for (int c = 0; c < nx; ++c)
+    column[static_cast<std::size_t>(c)] =
+        grad.nulls.isData(s[c]) & grad.nulls.isData(p[c]) & grad.nulls.isData(n[c]);
+  const double ex = 8.0 * h.dx, ey = 8.0 * h.dy;
+  const double cosA = grad.cosA, sinA = grad.sinA;
+  // Every inner node as if its neighbours were all present (a straight loop the compiler turns
+  // into vector instructions), then the nodes next to a null again through Gradient::at.
+  float* __restrict o = out;
+  for (int c = 1; c < nx - 1; ++c) {
+    const double gu = ((static_cast<double>(s[c + 1]) + 2.0 * p[c + 1] + n[c + 1]) -
+                       (static_cast<double>(s[c - 1]) + 2.0 * p[c - 1] + n[c - 1])) /
+                      ex;
+    const double gv = ((static_cast<double>(n[c - 1]) + 2.0 * n[c] + n[c + 1]) -
+                       (static_cast<double>(s[c - 1]) + 2.0 * s[c] + s[c + 1])) /
+                      ey;
+    const double gx = (gu * cosA - gv * sinA) * l.k;
+    const double gy = (gu * sinA + gv * cosA) * l.k;
+    const double i = (l.lz - gx * l.lx - gy * l.ly) / std::sqrt(1 + gx * gx + gy * gy);
+    o[c] = static_cast<float>(i);
+  }
+  // Light from behind (or a NaN from an infinite slope) is no light; shadeAt's rule.
+  out[0] = shadeAt(grad, l, r, 0);
+  out[nx - 1] = shadeAt(grad, l, r, nx - 1);
+  for (int c = 1; c < nx - 1; ++c) {
+    if (!(column[static_cast<std::size_t>(c - 1)] & column[static_cast<std::size_t>(c)] &
+          column[static_cast<std::size_t>(c + 1)]))
+      out[c] = shadeAt(grad, l, r, c);
+    else if (!(out[c] > 0.0f))
+      out[c] = 0.0f;
+  }
+}
+
 std::vector<float> shadeNodes(const Grid& grid, float elevation, float azimuth, double zFactor,
                               float upper, int threads) {
   const GridHeader& h = grid.header;
@@ -568,48 +622,99 @@ RenderResult renderRelief(const Grid& grid, std::span<const Rgb> colours, Rgb ba
   std::vector<float> wholeShade;
   if (!straight) wholeShade = shadeNodes(grid, p.elevation, p.azimuth, p.zFactor, p.upper, threads);
   const PixelToMesh mesh = pixelToMesh(h, f);
-  forRowStripes(f.height, 64, threads, [&](int j0, int j1) {
-    std::vector<float> local;
-    const float* sh = wholeShade.data();
-    std::size_t base = 0;  // the node index of local[0]
-    if (straight) {
-      // The node rows of this stripe's samples, and their shades.
-      int rowLo = h.ny, rowHi = -1;
+  // The colour of a pixel from its value and its light.
+  auto paint = [&](std::uint8_t* px, double v, float lit) {
+    lit = std::clamp(lit, 0.0f, 1.0f);
+    int k = scale > 0 ? static_cast<int>((v - lo) * scale) : n / 2;
+    k = std::clamp(k, 0, n - 1);
+    const auto& c = washed[static_cast<std::size_t>(k)];
+    px[0] = static_cast<std::uint8_t>(c[0] * lit + 0.5f);
+    px[1] = static_cast<std::uint8_t>(c[1] * lit + 0.5f);
+    px[2] = static_cast<std::uint8_t>(c[2] * lit + 0.5f);
+  };
+  auto paintBackground = [&](std::uint8_t* px) {
+    px[0] = background.r, px[1] = background.g, px[2] = background.b;
+  };
+  if (!straight) {
+    forRowStripes(f.height, 64, threads, [&](int j0, int j1) {
       for (int j = j0; j < j1; ++j) {
-        const Sampler::Axis row = Sampler::axis(mesh.v0 + j * mesh.vj, h.ny);
-        if (!row.inside) continue;
-        rowLo = std::min({rowLo, row.lo, row.nearest});
-        rowHi = std::max({rowHi, row.hi, row.nearest});
+        std::uint8_t* px = img.pixels.data() + 3 * static_cast<std::size_t>(j) * f.width;
+        std::uint8_t* mk = img.mask.data() + static_cast<std::size_t>(j) * f.width;
+        for (int i = 0; i < f.width; ++i) {
+          Sample s = pixels.at(i, j);
+          if (s.kind == 0) {
+            paintBackground(px + 3 * i);
+            continue;
+          }
+          paint(px + 3 * i, Sampler::value(s, z), Sampler::value(s, wholeShade.data()));
+          mk[i] = 1;
+        }
       }
-      if (rowHi >= rowLo) {
-        local.assign(static_cast<std::size_t>(rowHi - rowLo + 1) * h.nx, -1.0f);
-        for (int rr = rowLo; rr <= rowHi; ++rr)
-          for (int c = 0; c < h.nx; ++c)
-            local[static_cast<std::size_t>(rr - rowLo) * h.nx + c] = shadeAt(grad, light, rr, c);
-        sh = local.data();
-        base = static_cast<std::size_t>(rowLo) * h.nx;
-      }
+    });
+    r.ok = true;
+    return r;
+  }
+  // Upright: the column positions once for the image, the row positions once a pixel row. The
+  // shade is negative exactly where the node is null, so it alone tells which nodes count.
+  // Columns inside the mesh form one run of pixels [inFirst, inLast).
+  const std::size_t W = static_cast<std::size_t>(f.width);
+  std::vector<int> colLo(W), colHi(W), colNear(W);
+  std::vector<float> colFrac(W);
+  int inFirst = f.width, inLast = 0;
+  for (int i = 0; i < f.width; ++i) {
+    const Sampler::Axis a = Sampler::axis(mesh.u0 + i * mesh.ui, h.nx);
+    const std::size_t q = static_cast<std::size_t>(i);
+    colLo[q] = a.lo, colHi[q] = a.hi, colNear[q] = a.nearest, colFrac[q] = a.frac;
+    if (a.inside) inFirst = std::min(inFirst, i), inLast = i + 1;
+  }
+  const std::size_t nx = static_cast<std::size_t>(h.nx);
+  forRowStripes(f.height, 64, threads, [&](int j0, int j1) {
+    // The node rows of this stripe's samples, and their shades.
+    int rowLo = h.ny, rowHi = -1;
+    for (int j = j0; j < j1; ++j) {
+      const Sampler::Axis row = Sampler::axis(mesh.v0 + j * mesh.vj, h.ny);
+      if (!row.inside) continue;
+      rowLo = std::min({rowLo, row.lo, row.nearest});
+      rowHi = std::max({rowHi, row.hi, row.nearest});
+    }
+    std::vector<float> shade;
+    if (rowHi >= rowLo) {
+      shade.resize(static_cast<std::size_t>(rowHi - rowLo + 1) * nx);
+      for (int rr = rowLo; rr <= rowHi; ++rr)
+        shadeRow(grad, light, rr, shade.data() + static_cast<std::size_t>(rr - rowLo) * nx);
     }
     for (int j = j0; j < j1; ++j) {
       std::uint8_t* px = img.pixels.data() + 3 * static_cast<std::size_t>(j) * f.width;
       std::uint8_t* mk = img.mask.data() + static_cast<std::size_t>(j) * f.width;
-      for (int i = 0; i < f.width; ++i) {
-        Sample s = pixels.at(i, j);
-        if (s.kind == 0) {
-          px[3 * i] = background.r, px[3 * i + 1] = background.g, px[3 * i + 2] = background.b;
-          continue;
+      const Sampler::Axis row = Sampler::axis(mesh.v0 + j * mesh.vj, h.ny);
+      if (!row.inside) {
+        for (int i = 0; i < f.width; ++i) paintBackground(px + 3 * i);
+        continue;
+      }
+      const float* za = z + row.lo * nx;
+      const float* zb = z + row.hi * nx;
+      const float* zn = z + row.nearest * nx;
+      const float* sa = shade.data() + (row.lo - rowLo) * nx;
+      const float* sb = shade.data() + (row.hi - rowLo) * nx;
+      const float* sn = shade.data() + (row.nearest - rowLo) * nx;
+      const float fy = row.frac;
+      for (int i = 0; i < inFirst; ++i) paintBackground(px + 3 * i);
+      for (int i = inLast; i < f.width; ++i) paintBackground(px + 3 * i);
+      for (int i = inFirst; i < inLast; ++i) {
+        const std::size_t q = static_cast<std::size_t>(i);
+        const int c0 = colLo[q], c1 = colHi[q];
+        const float s00 = sa[c0], s10 = sa[c1], s01 = sb[c0], s11 = sb[c1];
+        if (std::min(std::min(s00, s10), std::min(s01, s11)) >= 0) {
+          const float fx = colFrac[q];
+          paint(px + 3 * i, bilinear(za[c0], za[c1], zb[c0], zb[c1], fx, fy),
+                bilinear(s00, s10, s01, s11, fx, fy));
+          mk[i] = 1;
+        } else if (const int cn = colNear[q]; sn[cn] >= 0) {
+          paint(px + 3 * i, zn[cn], sn[cn]);
+          mk[i] = 1;
+        } else {
+          paintBackground(px + 3 * i);
         }
-        double v = Sampler::value(s, z);
-        Sample t = s;  // the same sample in the stripe's shades
-        for (std::size_t& x : t.idx) x -= base;
-        float lit = std::clamp(Sampler::value(t, sh), 0.0f, 1.0f);
-        int k = scale > 0 ? static_cast<int>((v - lo) * scale) : n / 2;
-        k = std::clamp(k, 0, n - 1);
-        const auto& c = washed[static_cast<std::size_t>(k)];
-        px[3 * i] = static_cast<std::uint8_t>(c[0] * lit + 0.5f);
-        px[3 * i + 1] = static_cast<std::uint8_t>(c[1] * lit + 0.5f);
-        px[3 * i + 2] = static_cast<std::uint8_t>(c[2] * lit + 0.5f);
-        mk[i] = 1;
       }
     }
   });

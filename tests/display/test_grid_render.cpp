@@ -249,6 +249,42 @@ TEST(Hillshade, PlaneAgainstTheFormula) {
   EXPECT_NEAR(s[15], planeShade(0.5, 0, 45, 90), 1e-5);
 }
 
+// An upright relief shades whole rows at once and sends only the nodes next to a null through
+// the careful per-node gradient; drawn one pixel a node it must show hillshade's light exactly,
+// around lone nulls, null blocks, values above the upper limit and along the edges.
+TEST(Hillshade, UprightReliefShowsTheLightOfEveryNode) {
+  Grid g = fieldGrid(37, 29, 2, 2, 0, [](double x, double y) {
+    return 5 * std::sin(x / 11) * std::cos(y / 7) + 0.02 * x * y;
+  });
+  for (std::size_t k : {40u, 41u, 300u, 555u, 556u, 592u}) g.nodes[k] = NULL_VALUE;
+  g.nodes[700] = 1e6f;  // above the upper limit: null for the relief
+  for (int r = 10; r < 14; ++r)
+    for (int c = 0; c < 5; ++c) g.nodes[static_cast<std::size_t>(r) * 37 + c] = NULL_VALUE;
+  ReliefParams p;
+  p.saturation = 0;  // white washed out: the light alone, 255 · I
+  p.azimuth = 30;
+  p.elevation = 35;
+  p.upper = 1e5f;
+  p.zFactor = 1.7;
+  std::vector<float> light = hillshade(g, p.elevation, p.azimuth, p.zFactor, p.upper);
+  for (int threads : {1, 2}) {
+    RenderResult r = renderRelief(g, std::vector<Rgb>{kRed}, kWhite, 37, p, threads);
+    ASSERT_TRUE(r.ok);
+    ASSERT_EQ(r.image.height(), 29);
+    for (int row = 0; row < 29; ++row)
+      for (int col = 0; col < 37; ++col) {
+        const float want = light[static_cast<std::size_t>(28 - row) * 37 + col];
+        const std::size_t q = static_cast<std::size_t>(row) * 37 + col;
+        if (want < 0) {
+          EXPECT_EQ(r.image.mask[q], 0) << row << " " << col;
+          continue;
+        }
+        ASSERT_EQ(r.image.mask[q], 1) << row << " " << col;
+        EXPECT_NEAR(r.image.at(col, row).r, 255 * want, 0.5 + 1e-3) << row << " " << col;
+      }
+  }
+}
+
 TEST(Hillshade, ReliefIsLitFromTheStatedAzimuth) {
   Grid hill = fieldGrid(41, 41, 1, 1, 0, [](double x, double y) {
     return 10 * std::exp(-((x - 20) * (x - 20) + (y - 20) * (y - 20)) / 50);
