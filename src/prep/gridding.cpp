@@ -407,7 +407,9 @@ class Pacer {
 // ends (`stop`), and every band leaves out the nodes beyond it.
 
 constexpr std::size_t kNoStop = SIZE_MAX;
-constexpr std::size_t kBlockRecords = 32768;
+// Records read at a time. Large enough that a sub-band's nodes are written a few times over while
+// they are in the cache; small enough that the reading and the scattering overlap well.
+constexpr std::size_t kBlockRecords = 131072;
 
 // A record as the workers take it: its value capped, its position reduced to the grid origin,
 // its search window clipped to the grid, worked out once on the reading thread. A skipped
@@ -484,14 +486,33 @@ int bandCount(const GridGeometry& g, int requested) {
   return detail::rowThreads(g.rows, requested, 16);
 }
 
-// Runs the records of `points` through visit(record, stop, rowBegin, rowEnd) on `bands` workers.
-// prepare(point) makes the record (value, position, window) and, when there are several bands,
-// stopOf(record) the node where it ends; both on the reading thread, in record order.
-// ahead(record, rowBegin, rowEnd) is called a few records before visit, to bring the nodes of
-// the record's window into the cache.
+// The rows of a sub-band: a band scatters each block of records sub-band by sub-band, so that
+// the nodes it writes stay in the core's own cache (about 256 KB of them) while the records of
+// the block fall all over the grid. `requested` > 0 fixes it; the whole grid when the spacing is
+// too fine to tell exact hits apart, as for the bands.
+long subBandRows(const GridGeometry& g, int requested, std::size_t bytesPerNode) {
+  if (g.dx < kExactHitSpacing || g.dy < kExactHitSpacing) return g.rows;
+  if (requested > 0) return requested;
+  constexpr std::size_t kCacheBytes = 256 * 1024;
+  const std::size_t rowBytes = std::max<std::size_t>(1, g.columns * bytesPerNode);
+  return static_cast<long>(std::max<std::size_t>(4, kCacheBytes / rowBytes));
+}
+
+// Runs the records of `points` through visit(record, stop, rowBegin, rowEnd) on `bands` workers,
+// each taking a block of records sub-band by sub-band of `subRows` rows: the records that reach a
+// sub-band, in record order, then the next sub-band. A node lies in one sub-band, so it still
+// sees the records in table order. prepare(point) makes the record (value, position, window)
+// and, when a record's nodes are split between bands or sub-bands, stopOf(record) the node
+// where it ends; both on the reading thread, in record order. ahead(record, rowBegin, rowEnd)
+// is called a few records before visit, to bring the nodes of the record's window into the
+// cache.
 template <class Prepare, class StopOf, class Ahead, class Visit>
-void scatterRecords(PointSource& points, const GridGeometry& g, int bands, Progress& progress,
-                    Prepare&& prepare, StopOf&& stopOf, Ahead&& ahead, Visit&& visit) {
+void scatterRecords(PointSource& points, const GridGeometry& g, int bands, long subRows,
+                    Progress& progress, Prepare&& prepare, StopOf&& stopOf, Ahead&& ahead,
+                    Visit&& visit) {
+  subRows = std::max(1L, subRows);
+  // Splitting needs the stops: a record that ends early in one piece must end in the next.
+  const bool split = bands > 1 || subRows < g.rows;
   constexpr std::size_t kAhead = 12;
   RecordBlock blocks[2];
   for (auto& b : blocks) {
@@ -518,6 +539,9 @@ void scatterRecords(PointSource& points, const GridGeometry& g, int bands, Progr
   auto worker = [&](int band) {
     const long rowBegin = static_cast<long>(static_cast<long long>(g.rows) * band / bands);
     const long rowEnd = static_cast<long>(static_cast<long long>(g.rows) * (band + 1) / bands);
+    const long subs = std::max(1L, (rowEnd - rowBegin + subRows - 1) / subRows);
+    // The records of the block that reach each sub-band, in record order.
+    std::vector<std::vector<std::uint32_t>> reach(static_cast<std::size_t>(subs));
     long seen = -1;
     for (;;) {
       {
@@ -529,20 +553,47 @@ void scatterRecords(PointSource& points, const GridGeometry& g, int bands, Progr
       try {
         const RecordBlock& b = blocks[seen % 2];
         const std::size_t n = b.count;
-        for (std::size_t i = 0; i < std::min(kAhead, n); ++i) ahead(b.records[i], rowBegin, rowEnd);
         std::atomic<std::int64_t>& mine = scattered[static_cast<std::size_t>(band)];
         const std::int64_t base = mine.load(std::memory_order_relaxed);
-        for (std::size_t i = 0; i < n; ++i) {
-          if ((i & 255) == 255 && abandon.load(std::memory_order_relaxed)) return;
-          if (i + kAhead < n) ahead(b.records[i + kAhead], rowBegin, rowEnd);
-          const Prepared& r = b.records[i];
-          // Most records lie in another band: one test and on.
-          if (r.skipped() || r.rowHi < rowBegin || r.rowLo >= rowEnd) continue;
-          visit(r, b.stop[i], rowBegin, rowEnd);
-          if ((i & 63) == 63)
-            mine.store(base + static_cast<std::int64_t>(i) + 1, std::memory_order_relaxed);
+        if (subs > 1) {
+          for (auto& list : reach) list.clear();
+          for (std::size_t i = 0; i < n; ++i) {
+            const Prepared& r = b.records[i];
+            if (r.skipped() || r.rowHi < rowBegin || r.rowLo >= rowEnd) continue;
+            const long lo = (std::max<long>(r.rowLo, rowBegin) - rowBegin) / subRows;
+            const long hi = (std::min<long>(r.rowHi, rowEnd - 1) - rowBegin) / subRows;
+            for (long k = lo; k <= hi; ++k)
+              reach[static_cast<std::size_t>(k)].push_back(static_cast<std::uint32_t>(i));
+          }
+          for (long k = 0; k < subs; ++k) {
+            if (abandon.load(std::memory_order_relaxed)) return;
+            const long sb = rowBegin + k * subRows, se = std::min(rowEnd, sb + subRows);
+            const std::vector<std::uint32_t>& list = reach[static_cast<std::size_t>(k)];
+            const std::size_t count = list.size();
+            for (std::size_t q = 0; q < std::min(kAhead, count); ++q)
+              ahead(b.records[list[q]], sb, se);
+            for (std::size_t q = 0; q < count; ++q) {
+              if (q + kAhead < count) ahead(b.records[list[q + kAhead]], sb, se);
+              visit(b.records[list[q]], b.stop[list[q]], sb, se);
+            }
+            mine.store(base + static_cast<std::int64_t>(n) * (k + 1) / subs,
+                       std::memory_order_relaxed);
+          }
+        } else {
+          for (std::size_t i = 0; i < std::min(kAhead, n); ++i)
+            ahead(b.records[i], rowBegin, rowEnd);
+          for (std::size_t i = 0; i < n; ++i) {
+            if ((i & 255) == 255 && abandon.load(std::memory_order_relaxed)) return;
+            if (i + kAhead < n) ahead(b.records[i + kAhead], rowBegin, rowEnd);
+            const Prepared& r = b.records[i];
+            // Most records lie in another band: one test and on.
+            if (r.skipped() || r.rowHi < rowBegin || r.rowLo >= rowEnd) continue;
+            visit(r, b.stop[i], rowBegin, rowEnd);
+            if ((i & 63) == 63)
+              mine.store(base + static_cast<std::int64_t>(i) + 1, std::memory_order_relaxed);
+          }
+          mine.store(base + static_cast<std::int64_t>(n), std::memory_order_relaxed);
         }
-        mine.store(base + static_cast<std::int64_t>(n), std::memory_order_relaxed);
       } catch (...) {
         std::lock_guard lock(m);
         if (!failure) failure = std::current_exception();
@@ -577,7 +628,7 @@ void scatterRecords(PointSource& points, const GridGeometry& g, int bands, Progr
       RecordBlock& b = blocks[k % 2];
       b.count = points.nextBlock(b.points.data(), kBlockRecords);
       for (std::size_t i = 0; i < b.count; ++i) b.records[i] = prepare(b.points[i]);
-      if (bands > 1)
+      if (split)
         for (std::size_t i = 0; i < b.count; ++i)
           b.stop[i] = b.records[i].skipped() ? kNoStop : stopOf(b.records[i]);
       std::unique_lock lock(m);
@@ -793,7 +844,9 @@ void plainAccumulation(PointSource& points, const GriddingJob& job, const Griddi
       }
     }
   };
-  scatterRecords(points, g, bandCount(g, job.threads), progress, prepare, stopOf, ahead, visit);
+  scatterRecords(points, g, bandCount(g, job.threads),
+                 subBandRows(g, job.subBandRows, sizeof(NodeSums)), progress, prepare, stopOf,
+                 ahead, visit);
 
   const std::int32_t minPts = set.minNodePoints;
   out.nodes.assign(n + 1, 0.0f);
@@ -931,7 +984,9 @@ void azimuthSearch(PointSource& points, const GriddingJob& job, const GriddingSe
       }
     }
   };
-  scatterRecords(points, g, bandCount(g, job.threads), progress, prepare, stopOf, ahead, visit);
+  scatterRecords(points, g, bandCount(g, job.threads),
+                 subBandRows(g, job.subBandRows, S * sizeof(SectorEntry)), progress, prepare,
+                 stopOf, ahead, visit);
 
   // The index of the method list, kept one place behind the list as the tool has it.
   const int index = static_cast<int>(job.method);

@@ -206,6 +206,8 @@ struct GriddingJob {
   int drift = 0;                     // cboMoveM index, 0 to 5
   std::vector<float> krigingParams;  // txtPars items
   int threads = 0;                   // worker threads, 0 for one per core; the grid is the same
+  int subBandRows =
+      0;  // rows a thread scatters together, 0 from the cache size; the grid is the same
 };
 
 // One point of the median and kriging arrays.

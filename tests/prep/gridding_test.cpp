@@ -459,9 +459,10 @@ bool sameBits(const GridComputation& a, const GridComputation& b) {
          a.validCount == b.validCount;
 }
 
-// The point-driven methods on row bands: every node sees the records in table order, and the
-// early ends (exact hits, locked nodes) fall where one thread has them, so 2, 3 and 7 bands give
-// the one-band grid bit for bit, whatever the method, region or sector count.
+// The point-driven methods on row bands and, within a band, sub-bands scattered one after the
+// other: every node sees the records in table order, and the early ends (exact hits, locked
+// nodes) fall where one thread has them, so any split gives the grid of one thread taking the
+// records straight through, bit for bit, whatever the method, region or sector count.
 TEST(ParallelGridding, BandsGiveTheOneThreadGridBitForBit) {
   const std::vector<ScatterPoint> pts = mixedPoints(6000);
   struct Case {
@@ -489,13 +490,18 @@ TEST(ParallelGridding, BandsGiveTheOneThreadGridBitForBit) {
     GriddingSettings set;
     set.onMethodSelected(k.method);
     job.threads = 1;
+    job.subBandRows = 70;  // the whole grid: no split at all
     const GridComputation one = grid(job, pts, set);
     ASSERT_TRUE(one.outcome.ok) << one.outcome.message;
     EXPECT_GT(one.validCount, 300) << static_cast<int>(k.method);
-    for (int threads : {2, 3, 7}) {
+    // (threads, sub-band rows): one row, fewer rows than a search window, uneven remainders, and
+    // the default (the whole band at this size).
+    for (auto [threads, sub] : {std::pair{1, 1}, {1, 3}, {2, 0}, {2, 1}, {3, 5}, {7, 2}}) {
       job.threads = threads;
+      job.subBandRows = sub;
       EXPECT_TRUE(sameBits(one, grid(job, pts, set)))
-          << static_cast<int>(k.method) << (k.azimuth ? " azimuth " : " plain ") << threads;
+          << static_cast<int>(k.method) << (k.azimuth ? " azimuth " : " plain ") << threads
+          << " threads, sub-bands of " << sub;
     }
   }
 }
