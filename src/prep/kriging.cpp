@@ -119,22 +119,37 @@ ExperimentalVariogram experimentalVariogram(std::span<const double> x, std::span
       [&](int kBegin, int kEnd, int) {
         for (int k = kBegin; k < kEnd; ++k) {
           Sums& sums = chunk[static_cast<std::size_t>(k)];
+          // The pairs of a row are taken a run at a time: first the distances, keeping those
+          // within the cutoff without a branch (about as many pairs are in as out, and a branch
+          // would guess wrong every other time), then the kept ones into their classes, in the
+          // order of b as before.
+          constexpr std::size_t kRun = 512;
+          double kept[kRun];
+          std::uint32_t keptAt[kRun];
           for (std::size_t a = rowAt(k); a < rowAt(k + 1); ++a) {
             const double xa = px[a], ya = py[a], za = pz[a];
-            for (std::size_t b = a + 1; b < m; ++b) {
-              const double ddx = px[b] - xa, ddy = py[b] - ya;
-              const double h2 = ddx * ddx + ddy * ddy;
-              if (h2 > cut2) continue;
-              const double h = std::sqrt(h2);
-              // classes (0, w], (w, 2w], …; a zero distance goes with the first
-              const double q = h * invWidth;
-              int j = static_cast<int>(q);
-              if (j > 0 && static_cast<double>(j) == q) --j;
-              j = std::min(j, kLagClasses - 1);
-              const double dz = pz[b] - za;
-              sums.distance[j] += h;
-              sums.gamma[j] += dz * dz;
-              sums.pairs[j] += 1;
+            for (std::size_t b0 = a + 1; b0 < m; b0 += kRun) {
+              const std::size_t b1 = std::min(m, b0 + kRun);
+              std::size_t count = 0;
+              for (std::size_t b = b0; b < b1; ++b) {
+                const double ddx = px[b] - xa, ddy = py[b] - ya;
+                const double h2 = ddx * ddx + ddy * ddy;
+                kept[count] = h2;
+                keptAt[count] = static_cast<std::uint32_t>(b);
+                count += h2 <= cut2;
+              }
+              for (std::size_t t = 0; t < count; ++t) {
+                const double h = std::sqrt(kept[t]);
+                // classes (0, w], (w, 2w], …; a zero distance goes with the first
+                const double q = h * invWidth;
+                int j = static_cast<int>(q);
+                if (j > 0 && static_cast<double>(j) == q) --j;
+                j = std::min(j, kLagClasses - 1);
+                const double dz = pz[keptAt[t]] - za;
+                sums.distance[j] += h;
+                sums.gamma[j] += dz * dz;
+                sums.pairs[j] += 1;
+              }
             }
           }
         }
@@ -302,19 +317,24 @@ void driftRow(int code, double u, double v, double* f) {
 }
 
 // One node's kriging system, reused across nodes of a thread.
+//
+// C is positive definite for distinct points, so the system is solved through its Cholesky
+// factor L (C = L Lᵀ) and the Schur complement of the drift: with Y = C⁻¹ F and y₀ = C⁻¹ c₀,
+// m = (Fᵀ Y)⁻¹ (Fᵀ y₀ − f₀) and λ = y₀ − Y m. The systems hold a few dozen unknowns, so the
+// factor and the substitutions are plain loops over flat arrays kept from node to node (no
+// allocation, no blocking). A factor with a vanishing pivot (coincident points without nugget)
+// or a residual that is not small sends the whole system to a complete orthogonal
+// decomposition.
 struct NodeSolver {
-  Eigen::MatrixXd c, f, y;
-  Eigen::VectorXd c0, f0, y0, mlag, lambda;
-  Eigen::LLT<Eigen::MatrixXd> llt;
+  std::vector<double> c;    // n × n, row-major; its lower triangle becomes L
+  std::vector<double> cc;   // C as built, for the residual
+  std::vector<double> rhs;  // n × (p + 1), row-major: F then c₀, overwritten by Y then y₀
+  std::vector<double> f, c0, lambda;
+  double f0[6] = {}, mlag[6] = {};
 
   // Weights for the neighbours `nb` of node (x0, y0) under model m and drift code; returns
   // false when nothing sensible can be solved. `out` receives λ (n) and then the Lagrange
   // multipliers m (p) of [C F; Fᵀ 0][λ; m] = [c₀; f₀].
-  //
-  // C is positive definite for distinct points, so the system is solved through its Cholesky
-  // factor and the Schur complement of the drift: m = (Fᵀ C⁻¹ F)⁻¹ (Fᵀ C⁻¹ c₀ − f₀),
-  // λ = C⁻¹ (c₀ − F m). A factor with a vanishing pivot (coincident points without nugget) or a
-  // residual that is not small sends the whole system to a complete orthogonal decomposition.
   bool solve(const std::vector<std::pair<double, std::uint32_t>>& nb, const std::vector<double>& x,
              const std::vector<double>& yy, double x0, double ny0, const CovModel& m, int code,
              Eigen::VectorXd& out) {
@@ -325,60 +345,144 @@ struct NodeSolver {
       p = 1;
     }
     if (n < 1) return false;
-    c.resize(n, n);
-    f.resize(n, p);
-    c0.resize(n);
-    f0.resize(p);
+    const std::size_t N = static_cast<std::size_t>(n), P = static_cast<std::size_t>(p);
+    const std::size_t R = P + 1;  // right-hand sides: the drift columns and c₀
+    c.resize(N * N);
+    rhs.resize(N * R);
+    f.resize(N * P);
+    c0.resize(N);
     double scale = std::sqrt(nb.back().first);
     if (!(scale > 0)) scale = 1;
     double row[6];
-    for (int i = 0; i < n; ++i) {
-      const std::uint32_t pi = nb[static_cast<std::size_t>(i)].second;
-      c(i, i) = m.total();
-      for (int j = i + 1; j < n; ++j) {
-        const std::uint32_t pj = nb[static_cast<std::size_t>(j)].second;
+    for (std::size_t i = 0; i < N; ++i) {
+      const std::uint32_t pi = nb[i].second;
+      c[i * N + i] = m.total();
+      for (std::size_t j = i + 1; j < N; ++j) {
+        const std::uint32_t pj = nb[j].second;
         const double dx = x[pi] - x[pj], dy = yy[pi] - yy[pj];
-        c(i, j) = c(j, i) = m.cov(std::sqrt(dx * dx + dy * dy));
+        c[i * N + j] = c[j * N + i] = m.cov(std::sqrt(dx * dx + dy * dy));
       }
-      c0(i) = m.cov(std::sqrt(nb[static_cast<std::size_t>(i)].first));
+      c0[i] = m.cov(std::sqrt(nb[i].first));
       driftRow(code, (x[pi] - x0) / scale, (yy[pi] - ny0) / scale, row);
-      for (int k = 0; k < p; ++k) f(i, k) = row[k];
+      for (std::size_t k = 0; k < P; ++k) f[i * P + k] = rhs[i * R + k] = row[k];
+      rhs[i * R + P] = c0[i];
     }
     driftRow(code, 0, 0, row);
-    for (int k = 0; k < p; ++k) f0(k) = row[k];
+    for (std::size_t k = 0; k < P; ++k) f0[k] = row[k];
+    cc = c;
 
     out.resize(n + p);
-    llt.compute(c);
-    bool good = llt.info() == Eigen::Success &&
-                llt.matrixLLT().diagonal().minCoeff() > 1e-6 * std::sqrt(m.total());
+    bool good = cholesky(N, 1e-6 * std::sqrt(m.total()));
     if (good) {
-      y = llt.solve(f);
-      y0 = llt.solve(c0);
-      Eigen::MatrixXd schur = f.transpose() * y;
-      mlag = schur.ldlt().solve(f.transpose() * y0 - f0);
-      lambda = y0 - y * mlag;
-      const double resid = (c * lambda + f * mlag - c0).cwiseAbs().maxCoeff() +
-                           (f.transpose() * lambda - f0).cwiseAbs().maxCoeff();
-      good = lambda.allFinite() && mlag.allFinite() && resid <= 1e-8 * (m.total() + 1.0);
+      substitute(N, R);
+      // The Schur complement S = Fᵀ Y (p × p) and its right-hand side Fᵀ y₀ − f₀.
+      Eigen::Matrix<double, Eigen::Dynamic, Eigen::Dynamic, 0, 6, 6> schur(p, p);
+      Eigen::Matrix<double, Eigen::Dynamic, 1, 0, 6, 1> sr(p);
+      for (std::size_t a = 0; a < P; ++a) {
+        for (std::size_t b = 0; b < P; ++b) {
+          double sum = 0;
+          for (std::size_t i = 0; i < N; ++i) sum += f[i * P + a] * rhs[i * R + b];
+          schur(static_cast<Eigen::Index>(a), static_cast<Eigen::Index>(b)) = sum;
+        }
+        double sum = 0;
+        for (std::size_t i = 0; i < N; ++i) sum += f[i * P + a] * rhs[i * R + P];
+        sr(static_cast<Eigen::Index>(a)) = sum - f0[a];
+      }
+      const Eigen::Matrix<double, Eigen::Dynamic, 1, 0, 6, 1> ml = schur.ldlt().solve(sr);
+      for (std::size_t k = 0; k < P; ++k) mlag[k] = ml(static_cast<Eigen::Index>(k));
+      lambda.resize(N);
+      for (std::size_t i = 0; i < N; ++i) {
+        double v = rhs[i * R + P];
+        for (std::size_t k = 0; k < P; ++k) v -= rhs[i * R + k] * mlag[k];
+        lambda[i] = v;
+      }
+      // The residual of the whole system, against C as built.
+      double resid = 0, drift = 0, finite = 0;
+      for (std::size_t i = 0; i < N; ++i) {
+        double v = -c0[i];
+        for (std::size_t j = 0; j < N; ++j) v += cc[i * N + j] * lambda[j];
+        for (std::size_t k = 0; k < P; ++k) v += f[i * P + k] * mlag[k];
+        resid = std::max(resid, std::fabs(v));
+        finite += lambda[i] * 0.0;
+      }
+      for (std::size_t k = 0; k < P; ++k) {
+        double v = -f0[k];
+        for (std::size_t i = 0; i < N; ++i) v += f[i * P + k] * lambda[i];
+        drift = std::max(drift, std::fabs(v));
+        finite += mlag[k] * 0.0;
+      }
+      // finite is NaN when any weight or multiplier is not finite.
+      good = finite == 0 && resid + drift <= 1e-8 * (m.total() + 1.0);
       if (good) {
-        out.head(n) = lambda;
-        out.tail(p) = mlag;
+        for (std::size_t i = 0; i < N; ++i) out(static_cast<Eigen::Index>(i)) = lambda[i];
+        for (std::size_t k = 0; k < P; ++k) out(n + static_cast<Eigen::Index>(k)) = mlag[k];
       }
     }
     if (!good) {
       Eigen::MatrixXd a(n + p, n + p);
-      a.topLeftCorner(n, n) = c;
-      a.topRightCorner(n, p) = f;
-      a.bottomLeftCorner(p, n) = f.transpose();
+      for (int i = 0; i < n; ++i)
+        for (int j = 0; j < n; ++j) a(i, j) = cc[static_cast<std::size_t>(i) * N + j];
+      for (int i = 0; i < n; ++i)
+        for (int k = 0; k < p; ++k)
+          a(i, n + k) = a(n + k, i) = f[static_cast<std::size_t>(i) * P + k];
       a.bottomRightCorner(p, p).setZero();
       Eigen::VectorXd b(n + p);
-      b.head(n) = c0;
-      b.tail(p) = f0;
+      for (int i = 0; i < n; ++i) b(i) = c0[static_cast<std::size_t>(i)];
+      for (int k = 0; k < p; ++k) b(n + k) = f0[k];
       Eigen::CompleteOrthogonalDecomposition<Eigen::MatrixXd> cod(a);
       out = cod.solve(b);
       if (!out.allFinite()) return false;
     }
     return true;
+  }
+
+ private:
+  // C = L Lᵀ in place (L in the lower triangle, row-major); false when a pivot of L is not
+  // above `minPivot` (or not a number).
+  bool cholesky(std::size_t n, double minPivot) {
+    for (std::size_t j = 0; j < n; ++j) {
+      double* rj = c.data() + j * n;
+      double d = rj[j];
+      for (std::size_t k = 0; k < j; ++k) d -= rj[k] * rj[k];
+      if (!(d > 0)) return false;
+      const double ljj = std::sqrt(d);
+      if (!(ljj > minPivot)) return false;
+      rj[j] = ljj;
+      const double inv = 1.0 / ljj;
+      for (std::size_t i = j + 1; i < n; ++i) {
+        double* ri = c.data() + i * n;
+        double v = ri[j];
+        for (std::size_t k = 0; k < j; ++k) v -= ri[k] * rj[k];
+        ri[j] = v * inv;
+      }
+    }
+    return true;
+  }
+
+  // rhs := C⁻¹ rhs for its r columns: L z = rhs, then Lᵀ x = z.
+  void substitute(std::size_t n, std::size_t r) {
+    double* b = rhs.data();
+    for (std::size_t i = 0; i < n; ++i) {
+      const double* li = c.data() + i * n;
+      double* bi = b + i * r;
+      for (std::size_t k = 0; k < i; ++k) {
+        const double l = li[k];
+        const double* bk = b + k * r;
+        for (std::size_t q = 0; q < r; ++q) bi[q] -= l * bk[q];
+      }
+      const double inv = 1.0 / li[i];
+      for (std::size_t q = 0; q < r; ++q) bi[q] *= inv;
+    }
+    for (std::size_t i = n; i-- > 0;) {
+      double* bi = b + i * r;
+      for (std::size_t k = i + 1; k < n; ++k) {
+        const double l = c[k * n + i];
+        const double* bk = b + k * r;
+        for (std::size_t q = 0; q < r; ++q) bi[q] -= l * bk[q];
+      }
+      const double inv = 1.0 / c[i * n + i];
+      for (std::size_t q = 0; q < r; ++q) bi[q] *= inv;
+    }
   }
 };
 

@@ -48,6 +48,10 @@ class BucketIndex {
     order_.resize(n);
     std::vector<std::uint32_t> fill(start_.begin(), start_.end() - 1);
     for (std::size_t i = 0; i < n; ++i) order_[fill[cellOf[i]]++] = static_cast<std::uint32_t>(i);
+    // The coordinates again in cell order, so that a cell's points are read side by side.
+    xs_.resize(n);
+    ys_.resize(n);
+    for (std::size_t p = 0; p < n; ++p) xs_[p] = x[order_[p]], ys_[p] = y[order_[p]];
   }
 
   // The k nearest points to (qx, qy), sorted by (distance², index).
@@ -60,23 +64,24 @@ class BucketIndex {
     const long cy = static_cast<long>(cellIndex((qy - y0_) / cell_));
     long rStart = std::max({0L, -cx, cx - (nx_ - 1), -cy, cy - (ny_ - 1)});
     long rMax = std::max({cx, nx_ - 1 - cx, cy, ny_ - 1 - cy}) + 1;
-    // max-heap on (d², index): the worst kept neighbour on top
-    auto& heap = out;
+    // The best so far in rising (d², index) order; a candidate that beats the last is put in
+    // its place by insertion, which for the few dozen kept is quicker than a heap.
+    auto& best = out;
+    best.reserve(k);
     auto visit = [&](long i, long j) {
       if (i < 0 || j < 0 || i >= nx_ || j >= ny_) return;
       std::size_t cell = static_cast<std::size_t>(j) * nx_ + static_cast<std::size_t>(i);
       for (std::uint32_t p = start_[cell]; p < start_[cell + 1]; ++p) {
-        std::uint32_t idx = order_[p];
-        double ddx = x_[idx] - qx, ddy = y_[idx] - qy;
-        std::pair<double, std::uint32_t> e{ddx * ddx + ddy * ddy, idx};
-        if (heap.size() < k) {
-          heap.push_back(e);
-          std::push_heap(heap.begin(), heap.end());
-        } else if (e < heap.front()) {
-          std::pop_heap(heap.begin(), heap.end());
-          heap.back() = e;
-          std::push_heap(heap.begin(), heap.end());
+        const double ddx = xs_[p] - qx, ddy = ys_[p] - qy;
+        const std::pair<double, std::uint32_t> e{ddx * ddx + ddy * ddy, order_[p]};
+        if (best.size() == k) {
+          if (!(e < best.back())) continue;
+          best.pop_back();
         }
+        std::size_t at = best.size();
+        best.push_back(e);
+        for (; at > 0 && e < best[at - 1]; --at) best[at] = best[at - 1];
+        best[at] = e;
       }
     };
     for (long r = rStart; r <= rMax; ++r) {
@@ -90,12 +95,11 @@ class BucketIndex {
           visit(cx + r, j);
         }
       }
-      if (heap.size() == k) {
+      if (best.size() == k) {
         double bound = static_cast<double>(r) * cell_;
-        if (heap.front().first <= bound * bound) break;
+        if (best.back().first <= bound * bound) break;
       }
     }
-    std::sort_heap(heap.begin(), heap.end());
   }
 
  private:
@@ -105,6 +109,7 @@ class BucketIndex {
   long nx_ = 1, ny_ = 1;
   std::vector<std::uint32_t> start_;
   std::vector<std::uint32_t> order_;
+  std::vector<double> xs_, ys_;  // x and y of order_[p]
 };
 
 }  // namespace sarnoth::detail
