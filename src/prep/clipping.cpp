@@ -13,6 +13,7 @@
 #include "prep/parallel_rows.h"
 #include "workarea/file_text.h"
 #include "workarea/grid_file.h"
+#include "workarea/jet_sql.h"
 #include "workarea/null_value.h"
 #include "workarea/path_resolver.h"
 #include "workarea/work_area.h"
@@ -455,6 +456,85 @@ constexpr const char* kRegionFunction = "sarnoth_clip_removes";
 
 }  // namespace
 
+namespace {
+
+// The region test registered on the store's connection for as long as it lives.
+class RegionFunction {
+ public:
+  RegionFunction(sqlite3* h, const MapRegionSet& region, bool keepInside)
+      : h_(h), test_{&region, keepInside, 0} {
+    if (sqlite3_create_function(h, kRegionFunction, 2, SQLITE_UTF8, &test_, regionRemoves, nullptr,
+                                nullptr) != SQLITE_OK)
+      throw StoreError(sqlite3_errmsg(h));
+  }
+  ~RegionFunction() {
+    sqlite3_create_function(h_, kRegionFunction, 2, SQLITE_UTF8, nullptr, nullptr, nullptr,
+                            nullptr);
+  }
+  RegionFunction(const RegionFunction&) = delete;
+  RegionFunction& operator=(const RegionFunction&) = delete;
+  std::int64_t tested() const { return test_.tested; }
+  // The call that says 1 for a record that goes.
+  static std::string call(const std::string& x, const std::string& y) {
+    return std::string(kRegionFunction) + "(" + quoteId(x) + ", " + quoteId(y) + ")";
+  }
+
+ private:
+  sqlite3* h_;
+  RegionTest test_;
+};
+
+struct Statement {
+  sqlite3_stmt* st = nullptr;
+  Statement(sqlite3* h, const std::string& sql) {
+    if (sqlite3_prepare_v2(h, sql.c_str(), -1, &st, nullptr) != SQLITE_OK) {
+      std::string msg = sqlite3_errmsg(h);
+      sqlite3_finalize(st);
+      throw StoreError(msg);
+    }
+  }
+  ~Statement() { sqlite3_finalize(st); }
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
+  // Runs with ?1 = lo and ?2 = hi (as far as it has them); the rows it changed.
+  std::int64_t run(sqlite3* h, std::int64_t lo, std::int64_t hi = 0) {
+    sqlite3_bind_int64(st, 1, lo);
+    if (sqlite3_bind_parameter_count(st) > 1) sqlite3_bind_int64(st, 2, hi);
+    const int rc = sqlite3_step(st);
+    sqlite3_reset(st);
+    if (rc != SQLITE_DONE) throw StoreError(sqlite3_errmsg(h));
+    return sqlite3_changes64(h);
+  }
+};
+
+// Calls block(lo, hi) for the rowids of `table` in blocks [lo, hi) of kRecordBlock, showing the
+// records tested so far, until the blocks end (true) or the user stops (false; `next` is then
+// the first rowid not done).
+template <class Block>
+bool forRowidBlocks(Database& db, const std::string& table, Progress& progress, Block&& block,
+                    std::int64_t& next) {
+  std::int64_t first = 0, last = -1;
+  {
+    Statement bounds(db.handle(), "SELECT min(rowid), max(rowid) FROM " + quoteId(table));
+    if (sqlite3_step(bounds.st) == SQLITE_ROW && sqlite3_column_type(bounds.st, 0) != SQLITE_NULL) {
+      first = sqlite3_column_int64(bounds.st, 0);
+      last = sqlite3_column_int64(bounds.st, 1);
+    }
+  }
+  progress.setMaximum(std::max<std::int64_t>(db.rowCount(table), 1));
+  for (std::int64_t lo = first; lo <= last; lo += kRecordBlock) {
+    const std::int64_t hi = lo > last - kRecordBlock ? last + 1 : lo + kRecordBlock;
+    progress.setValue(block(lo, hi));
+    if (!progress.pump()) {
+      next = hi;
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
 ClipReport deleteByRegion(Database& db, const std::string& table, const std::string& x,
                           const std::string& y, const MapRegionSet& region, bool keepInside,
                           Progress& progress) {
@@ -464,67 +544,51 @@ ClipReport deleteByRegion(Database& db, const std::string& table, const std::str
   // done when the run stops or fails.
   ClipReport rep;
   sqlite3* h = db.handle();
-  const std::int64_t total = db.rowCount(table);
-  std::int64_t first = 0, last = -1;
-  {
-    const std::string bounds = "SELECT min(rowid), max(rowid) FROM " + quoteId(table);
-    sqlite3_stmt* st = nullptr;
-    if (sqlite3_prepare_v2(h, bounds.c_str(), -1, &st, nullptr) == SQLITE_OK &&
-        sqlite3_step(st) == SQLITE_ROW && sqlite3_column_type(st, 0) != SQLITE_NULL) {
-      first = sqlite3_column_int64(st, 0);
-      last = sqlite3_column_int64(st, 1);
-    }
-    sqlite3_finalize(st);
-  }
-  RegionTest test{&region, keepInside, 0};
-  if (sqlite3_create_function(h, kRegionFunction, 2, SQLITE_UTF8, &test, regionRemoves, nullptr,
-                              nullptr) != SQLITE_OK)
-    throw StoreError(sqlite3_errmsg(h));
-  struct Unregister {
-    sqlite3* h;
-    ~Unregister() {
-      sqlite3_create_function(h, kRegionFunction, 2, SQLITE_UTF8, nullptr, nullptr, nullptr,
-                              nullptr);
-    }
-  } unregister{h};
-  const std::string erase = "DELETE FROM " + quoteId(table) +
-                            " WHERE rowid >= ?1 AND rowid < ?2 AND " + kRegionFunction + "(" +
-                            quoteId(x) + ", " + quoteId(y) + ")";
-  sqlite3_stmt* st = nullptr;
-  if (sqlite3_prepare_v2(h, erase.c_str(), -1, &st, nullptr) != SQLITE_OK) {
-    std::string msg = sqlite3_errmsg(h);
-    sqlite3_finalize(st);
-    throw StoreError(msg);
-  }
-  struct Finalize {
-    sqlite3_stmt* st;
-    ~Finalize() { sqlite3_finalize(st); }
-  } finalize{st};
+  RegionFunction test(h, region, keepInside);
+  Statement erase(h, "DELETE FROM " + quoteId(table) + " WHERE rowid >= ?1 AND rowid < ?2 AND " +
+                         RegionFunction::call(x, y));
   const bool ownTx = sqlite3_get_autocommit(h) != 0;
   if (ownTx) db.begin();
   try {
-    progress.setMaximum(std::max<std::int64_t>(total, 1));
-    for (std::int64_t lo = first; lo <= last; lo += kRecordBlock) {
-      const std::int64_t hi = lo > last - kRecordBlock ? last + 1 : lo + kRecordBlock;
-      sqlite3_bind_int64(st, 1, lo);
-      sqlite3_bind_int64(st, 2, hi);
-      const int rc = sqlite3_step(st);
-      sqlite3_reset(st);
-      if (rc != SQLITE_DONE) throw StoreError(sqlite3_errmsg(h));
-      rep.removed += sqlite3_changes64(h);
-      rep.tested = test.tested;
-      progress.setValue(rep.tested);
-      if (!progress.pump()) {
-        rep.stopped = true;
-        break;
-      }
-    }
+    std::int64_t next = 0;
+    rep.stopped = !forRowidBlocks(
+        db, table, progress,
+        [&](std::int64_t lo, std::int64_t hi) {
+          rep.removed += erase.run(h, lo, hi);
+          return rep.tested = test.tested();
+        },
+        next);
   } catch (...) {
     if (ownTx) db.commit();
     progress.setValue(0);
     throw;
   }
   if (ownTx) db.commit();
+  progress.setValue(0);
+  return rep;
+}
+
+ClipReport copyByRegion(Database& db, const std::string& select, const std::string& source,
+                        const std::string& target, const std::string& x, const std::string& y,
+                        const MapRegionSet& region, bool keepInside, Progress& progress) {
+  ClipReport rep;
+  sqlite3* h = db.handle();
+  RegionFunction test(h, region, keepInside);
+  const std::string insert = "INSERT INTO " + quoteId(target) + " " + select;
+  Statement keep(
+      h, insert + " WHERE rowid >= ?1 AND rowid < ?2 AND NOT " + RegionFunction::call(x, y));
+  std::int64_t next = 0;
+  rep.stopped = !forRowidBlocks(
+      db, source, progress,
+      [&](std::int64_t lo, std::int64_t hi) {
+        const std::int64_t before = test.tested();
+        const std::int64_t kept = keep.run(h, lo, hi);
+        rep.removed += test.tested() - before - kept;
+        return rep.tested = test.tested();
+      },
+      next);
+  // Stopped: the records not reached yet stay, as they would in the copy.
+  if (rep.stopped) Statement(h, insert + " WHERE rowid >= ?1").run(h, next);
   progress.setValue(0);
   return rep;
 }
@@ -626,21 +690,20 @@ Outcome clipTable(Database& db, const TableClipJob& job, Interaction& ui, Progre
       if (job.kind == ClipSourceKind::AsciiScatter || job.kind == ClipSourceKind::BinaryScatter) {
         rep = writeKeptScatter(db, job, polygons.region, progress, threads);
       } else {
-        // The new table and its deletions go in one transaction: the pages the copy writes are
-        // new to it, so the deletion that follows journals nothing. A failed copy leaves no
-        // table; a deletion that stops or fails keeps the table and what it did.
+        // The copy less the records that go, in one pass: the new table is made as the
+        // Select … Into makes it (fields typed after their source), and only the records the
+        // test keeps are written into it, block by block. A run stopped midway keeps the
+        // records it has not reached, as the copy would; a failure leaves no table.
+        const std::string into = clipSelectInto(job);
+        const std::string source = isLinkedKind(job.kind) ? std::string(kClipTempTable) : job.table;
         db.begin();
         try {
-          db.execute(clipSelectInto(job));
+          db.execute(into + " Where False");
+          const JetTranslation copy = db.translate(into);
+          rep = copyByRegion(db, copy.sql, source, job.resultName, job.x, job.y, polygons.region,
+                             job.keepInside, progress);
         } catch (const StoreError&) {
           db.rollback();
-          throw;
-        }
-        try {
-          rep = deleteByRegion(db, job.resultName, job.x, job.y, polygons.region, job.keepInside,
-                               progress);
-        } catch (const StoreError&) {
-          db.commit();
           throw;
         }
         db.commit();

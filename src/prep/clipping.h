@@ -182,4 +182,13 @@ ClipReport deleteByRegion(Database& db, const std::string& table, const std::str
                           const std::string& y, const MapRegionSet& region, bool keepInside,
                           Progress& progress = noProgress());
 
+// The copy with the deletion folded in: runs `select` (a translated "SELECT … FROM source"
+// without a condition) into the existing table `target` for the records of `source` whose x, y
+// test agrees with `keepInside`, block by block in one pass of the engine. Stopped midway, the
+// records not yet reached are copied untested. Throws StoreError on a store failure.
+ClipReport copyByRegion(Database& db, const std::string& select, const std::string& source,
+                        const std::string& target, const std::string& x, const std::string& y,
+                        const MapRegionSet& region, bool keepInside,
+                        Progress& progress = noProgress());
+
 }  // namespace sarnoth

@@ -13,6 +13,7 @@
 #include "prep/clipping.h"
 #include "test_support.h"
 #include "workarea/grid_file.h"
+#include "workarea/jet_sql.h"
 #include "workarea/work_area.h"
 
 namespace sarnoth {
@@ -362,7 +363,7 @@ TEST_F(TableClipTest, AStoppedRunKeepsItsTableAndRegistryRow) {
 TEST_F(TableClipTest, TheDeletionLoopRemovesEveryRecordOutsideAcrossBlocks) {
   // More records than one block, with null and text coordinates among them.
   db.execute("Create Table [多] ([x] DOUBLE, [y] DOUBLE)");
-  std::int64_t inside = 0;
+  std::int64_t inside = 0, insideFirstBlock = 0;
   ClipPolygons p;
   ASSERT_TRUE(readClipPolygons(tmp.file("cut.gph"), ClipPath::Table, p).ok);
   {
@@ -372,20 +373,46 @@ TEST_F(TableClipTest, TheDeletionLoopRemovesEveryRecordOutsideAcrossBlocks) {
       const double y = static_cast<double>((i * 104729) % 1000) * 0.01;
       w.setDouble(0, x);
       i % 1000 == 7 ? w.setNull(1) : w.setDouble(1, y);
-      if (i % 1000 != 7) inside += p.region.contains(static_cast<float>(x), static_cast<float>(y));
+      if (i % 1000 != 7) {
+        const bool in = p.region.contains(static_cast<float>(x), static_cast<float>(y));
+        inside += in;
+        if (i < 65536) insideFirstBlock += in;
+      }
       w.addRow();
     }
     w.commit();
   }
+  // The copy with the test folded in (what a run with a new name does): the same records as
+  // copying and deleting. Stopped after its first block, it keeps the rest untested.
+  const std::string select = db.translate("Select [x], [y] Into [复] From [多]").sql;
+  db.execute("Select [x], [y] Into [复] From [多] Where False");
+  ClipReport copied = copyByRegion(db, select, "多", "复", "x", "y", p.region, true);
+  EXPECT_EQ(copied.tested, 200000);
+  EXPECT_EQ(copied.removed, 200000 - inside);
+  EXPECT_FALSE(copied.stopped);
+  struct StopAfterOneBlock : Progress {
+    bool pump() override { return false; }
+  } stop;
+  db.execute("Select [x], [y] Into [停] From [多] Where False");
+  ClipReport halted = copyByRegion(db, select, "多", "停", "x", "y", p.region, true, stop);
+  EXPECT_TRUE(halted.stopped);
+  EXPECT_EQ(halted.tested, 65536);
+  EXPECT_EQ(db.rowCount("停"), insideFirstBlock + (200000 - 65536));
+
   ClipReport rep = deleteByRegion(db, "多", "x", "y", p.region, true);
   EXPECT_EQ(rep.tested, 200000);
   EXPECT_EQ(db.rowCount("多"), inside);
   EXPECT_EQ(rep.removed, 200000 - inside);
   Cursor c = db.query("Select [x], [y] From [多]");
+  Cursor d = db.query("Select [x], [y] From [复]");
   while (c.next()) {
     ASSERT_FALSE(c.isNull(1));
     EXPECT_TRUE(p.region.contains(c.getFloat(0), c.getFloat(1)));
+    ASSERT_TRUE(d.next());
+    ASSERT_EQ(c.getDouble(0), d.getDouble(0));
+    ASSERT_EQ(c.getDouble(1), d.getDouble(1));
   }
+  EXPECT_FALSE(d.next());
   // Keeping the outside takes the complement, the records without y among it.
   db.execute("Select * Into [多2] From [多]");
   rep = deleteByRegion(db, "多2", "x", "y", p.region, false);
