@@ -2,8 +2,10 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
+#include <variant>
 
 #include "geochem/numeric_routines.h"
 #include "geochem/report_format.h"
@@ -98,9 +100,21 @@ void completeRow(Database& db, const ClassStatJob& job, const FieldDef& item, fl
       row[s] = kNoStatisticText;
     return;
   }
-  // Percentiles by the sorted walk.
+  // Percentiles: the values at given places of the sorted walk. Only five places are read, so a
+  // walk over plain numbers is not sorted whole: each place is found by selection among the
+  // values above the one before (the value at a place is the same whichever way it is found).
+  // Anything else in the field (text) takes the store's own ordering.
   std::vector<Value> sorted;
+  bool numbers = true;
   {
+    Cursor c = db.query("Select " + F + " From " + T + " Where " + condition + F + " <> -1e+38");
+    while (c.next()) {
+      sorted.push_back(c.get(0));
+      numbers = numbers && !std::holds_alternative<std::string>(sorted.back());
+    }
+  }
+  if (!numbers) {
+    sorted.clear();
     Cursor c = db.query("Select " + F + " From " + T + " Where " + condition + F +
                         " <> -1e+38 Order by " + F);
     while (c.next()) sorted.push_back(c.get(0));
@@ -108,10 +122,20 @@ void completeRow(Database& db, const ClassStatJob& job, const FieldDef& item, fl
   const std::size_t n = sorted.size();
   const double ps[5] = {0.25, 0.5, 0.75, 0.85, 0.95};
   const std::size_t subs[5] = {kP25, kP50, kP75, kP85, kP95};
+  const auto below = [](const Value& a, const Value& b) {
+    return valueToDouble(a) < valueToDouble(b);
+  };
+  std::size_t settled = 0;  // places before this one hold their sorted values' sets
   for (int i = 0; i < 5; ++i) {
     const auto at = static_cast<long long>(std::nearbyint(static_cast<double>(n) * ps[i]));
     if (at < 1 || static_cast<std::size_t>(at) > n) throw NumericFault(kFaultEmpty);
-    row[subs[i]] = cellText(sorted[static_cast<std::size_t>(at - 1)], item.type);
+    const std::size_t place = static_cast<std::size_t>(at - 1);
+    if (numbers && place >= settled) {
+      std::nth_element(sorted.begin() + static_cast<std::ptrdiff_t>(settled),
+                       sorted.begin() + static_cast<std::ptrdiff_t>(place), sorted.end(), below);
+      settled = place + 1;
+    }
+    row[subs[i]] = cellText(sorted[place], item.type);
   }
   // Geometric mean.
   const Value lg =
