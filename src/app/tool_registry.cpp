@@ -1,8 +1,13 @@
 #include "app/tool_registry.h"
 
+#include <QDialog>
+#include <QPointer>
 #include <QWidget>
 #include <exception>
 #include <map>
+
+#include "app/messages.h"
+#include "workarea/session.h"
 
 namespace sarnoth::gui {
 namespace {
@@ -76,6 +81,28 @@ std::string notYetAvailableText(const std::string& caption) {
   if (amp >= 0) plain.truncate(amp);
   plain.remove('&');
   return "“" + plain.trimmed().toStdString() + "” 工具尚未提供, 暂不可用。";
+}
+
+void showGridImage(QWidget* parent, const std::string& gridPath) {
+  constexpr const char* kViewer = "frmGridToImageView";
+  if (!toolWindowAvailable(kViewer)) {
+    notify(parent, notYetAvailableText("数据图像浏览 "));
+    return;
+  }
+  const std::string saved = gPickedFile;
+  gPickedFile = gridPath;
+  QWidget* w = createToolWindow(kViewer, parent, 0);
+  gPickedFile = saved;
+  if (!w) return;
+  if (!w->isWindow()) w->setWindowFlag(Qt::Window);
+  QPointer<QWidget> guard(w);
+  if (auto* dialog = qobject_cast<QDialog*>(w)) {
+    dialog->exec();
+    delete guard.data();
+  } else {
+    w->setAttribute(Qt::WA_DeleteOnClose);
+    w->show();
+  }
 }
 
 }  // namespace sarnoth::gui

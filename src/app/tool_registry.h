@@ -69,4 +69,10 @@ ToolWindowFactory loadingWindow() {
 // The text shown for a command whose tool has not landed: caption without its accelerator.
 std::string notYetAvailableText(const std::string& caption);
 
+// Opens the grid image viewer on the grid file `gridPath`: modal when the viewer is a dialog,
+// else a window of its own that deletes itself on closing. The viewer takes its grid from
+// gPickedFile, which is set for its making and restored after. Says so when the viewer has not
+// landed.
+void showGridImage(QWidget* parent, const std::string& gridPath);
+
 }  // namespace sarnoth::gui

@@ -6,7 +6,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QPointer>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QVBoxLayout>
@@ -29,8 +28,6 @@ namespace {
 
 QString u8(const char* s) { return QString::fromUtf8(s); }
 
-constexpr const char* kImageViewer = "frmGridToImageView";
-constexpr const char* kImageViewerCaption = "数据图像浏览 ";
 constexpr const char* kMsgNoGrids = "工作区中没有数据，请检查!!";
 constexpr const char* kMsgPickGrid = "请选择数据文件。";
 constexpr const char* kMsgNoResult = "结果数据文件不存在，请先处理。";
@@ -205,25 +202,7 @@ void frmGridSmoth::btnView_Click() {
     notify(this, kMsgNoResult);
     return;
   }
-  if (!toolWindowAvailable(kImageViewer)) {
-    notify(this, notYetAvailableText(kImageViewerCaption));
-    return;
-  }
-  // The viewer takes the grid to show from gPickedFile.
-  const std::string saved = gPickedFile;
-  gPickedFile = resolvePath(path);
-  QWidget* w = createToolWindow(kImageViewer, this, 0);
-  gPickedFile = saved;
-  if (!w) return;
-  if (!w->isWindow()) w->setWindowFlag(Qt::Window);
-  QPointer<QWidget> guard(w);
-  if (auto* dialog = qobject_cast<QDialog*>(w)) {
-    dialog->exec();
-    delete guard.data();
-  } else {
-    w->setAttribute(Qt::WA_DeleteOnClose);
-    w->show();
-  }
+  showGridImage(this, resolvePath(path));
 }
 
 static ToolWindowRegistrar reg{"frmGridSmoth", [](QWidget* parent, int mode) -> QWidget* {

@@ -10,7 +10,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QPointer>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QScrollBar>
@@ -30,8 +29,6 @@ namespace {
 
 using namespace sarnoth::gravmag;
 
-constexpr const char* kImageViewer = "frmGridToImageView";
-constexpr const char* kImageViewerCaption = "数据图像浏览 ";
 constexpr const char* kMsgBadNumber = "参数应为数值.";
 
 QString u8(const char* s) { return QString::fromUtf8(s); }
@@ -241,25 +238,7 @@ void FrmWTInterfaceInverse::showImage() {
     notify(this, kMsgChooseFile);
     return;
   }
-  if (!toolWindowAvailable(kImageViewer)) {
-    notify(this, notYetAvailableText(kImageViewerCaption));
-    return;
-  }
-  // The viewer takes the grid to show from gPickedFile.
-  const std::string saved = gPickedFile;
-  gPickedFile = path;
-  QWidget* w = createToolWindow(kImageViewer, this, 0);
-  gPickedFile = saved;
-  if (!w) return;
-  if (!w->isWindow()) w->setWindowFlag(Qt::Window);
-  QPointer<QWidget> guard(w);
-  if (auto* dialog = qobject_cast<QDialog*>(w)) {
-    dialog->exec();
-    delete guard.data();
-  } else {
-    w->setAttribute(Qt::WA_DeleteOnClose);
-    w->show();
-  }
+  showGridImage(this, path);
 }
 
 void FrmWTInterfaceInverse::closeEvent(QCloseEvent* e) {

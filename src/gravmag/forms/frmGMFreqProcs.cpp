@@ -9,7 +9,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QPointer>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
@@ -28,9 +27,6 @@ namespace sarnoth::gui {
 namespace {
 
 using namespace sarnoth::gravmag;
-
-constexpr const char* kImageViewer = "frmGridToImageView";
-constexpr const char* kImageViewerCaption = "数据图像浏览 ";
 
 QString u8(const char* s) { return QString::fromUtf8(s); }
 
@@ -274,25 +270,7 @@ void frmGMFreqProcs::showImage() {
     notify(this, kMsgChooseFile);
     return;
   }
-  if (!toolWindowAvailable(kImageViewer)) {
-    notify(this, notYetAvailableText(kImageViewerCaption));
-    return;
-  }
-  // The viewer takes the grid to show from gPickedFile.
-  const std::string saved = gPickedFile;
-  gPickedFile = path;
-  QWidget* w = createToolWindow(kImageViewer, this, 0);
-  gPickedFile = saved;
-  if (!w) return;
-  if (!w->isWindow()) w->setWindowFlag(Qt::Window);
-  QPointer<QWidget> guard(w);
-  if (auto* dialog = qobject_cast<QDialog*>(w)) {
-    dialog->exec();
-    delete guard.data();
-  } else {
-    w->setAttribute(Qt::WA_DeleteOnClose);
-    w->show();
-  }
+  showGridImage(this, path);
 }
 
 void frmGMFreqProcs::showInfo() {

@@ -10,7 +10,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QPointer>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
@@ -27,9 +26,6 @@
 
 namespace sarnoth::gui {
 namespace {
-
-constexpr const char* kImageViewer = "frmGridToImageView";
-constexpr const char* kImageViewerCaption = "数据图像浏览 ";
 
 // The labels of the geometry array, by index.
 constexpr const char* kGeometryLabels[10] = {"XLeft",   "XRight", "XJust", "DX", "Columns",
@@ -580,25 +576,7 @@ void frmVLQScatToGrid::showImage() {
     notify(this, kMsgNoResultFile);
     return;
   }
-  if (!toolWindowAvailable(kImageViewer)) {
-    notify(this, notYetAvailableText(kImageViewerCaption));
-    return;
-  }
-  // The viewer takes the grid to show from gPickedFile.
-  const std::string saved = gPickedFile;
-  gPickedFile = path;
-  QWidget* w = createToolWindow(kImageViewer, this, 0);
-  gPickedFile = saved;
-  if (!w) return;
-  if (!w->isWindow()) w->setWindowFlag(Qt::Window);
-  QPointer<QWidget> guard(w);
-  if (auto* dialog = qobject_cast<QDialog*>(w)) {
-    dialog->exec();
-    delete guard.data();
-  } else {
-    w->setAttribute(Qt::WA_DeleteOnClose);
-    w->show();
-  }
+  showGridImage(this, path);
 }
 
 void frmVLQScatToGrid::done(int r) {
