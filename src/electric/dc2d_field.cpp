@@ -6,19 +6,13 @@
 #include <cstdio>
 
 #include "datatools/method_import.h"
+#include "electric/numbered_lines.h"
 #include "electric/sounding_file.h"
 #include "workarea/file_text.h"
 #include "workarea/text_codec.h"
 
 namespace sarnoth::electric {
 namespace {
-
-std::vector<std::string> items(const std::string& line) {
-  std::string s = line;
-  for (char& c : s)
-    if (c == ',') c = ' ';
-  return filetext::splitBlanks(filetext::trim(s));
-}
 
 // Electrode stations and ρa readings on a data line of a device.
 std::pair<int, int> columnsOf(Dc2dDevice d) {
@@ -42,7 +36,7 @@ std::pair<int, int> columnsOf(Dc2dDevice d) {
 int paramModeOf(const std::vector<std::string>& lines, std::size_t firstData, Dc2dDevice d) {
   if (firstData >= lines.size()) return 1;
   const auto [electrodes, readings] = columnsOf(d);
-  return static_cast<int>(items(lines[firstData]).size()) >= electrodes + 2 * readings ? 2 : 1;
+  return static_cast<int>(lineItems(lines[firstData]).size()) >= electrodes + 2 * readings ? 2 : 1;
 }
 
 bool checkTag(const std::vector<std::string>& lines, const char* tag, std::string& error) {
@@ -148,8 +142,8 @@ bool parseTerrainFile(const std::string& text, std::vector<XZ>& terrain, std::st
   if (!checkTag(lines, kTerrainTag, error)) return false;
   auto at = [](std::size_t i) { return "第" + std::to_string(i + 1) + "行: "; };
   long long n = 0;
-  if (lines.size() < 2 || items(lines[1]).empty() || !filetext::parseInt(items(lines[1])[0], n) ||
-      n < 2 || n > kMaxDc2dRows) {
+  if (lines.size() < 2 || lineItems(lines[1]).empty() ||
+      !filetext::parseInt(lineItems(lines[1])[0], n) || n < 2 || n > kMaxDc2dRows) {
     error = at(1) + "地形点数错误";
     return false;
   }
@@ -160,7 +154,7 @@ bool parseTerrainFile(const std::string& text, std::vector<XZ>& terrain, std::st
       error = at(lines.size()) + "数据不完整";
       return false;
     }
-    const auto it = items(lines[ln]);
+    const auto it = lineItems(lines[ln]);
     XZ p;
     if (it.size() < 2 || !filetext::parseDouble(it[0], p.x) || !filetext::parseDouble(it[1], p.z) ||
         !std::isfinite(p.x) || !std::isfinite(p.z)) {
@@ -193,8 +187,9 @@ bool parseTopoFile(const std::string& text, Dc2dFile& file, std::string& error) 
   const auto lines = filetext::splitLines(text);
   if (!checkTag(lines, kTopoTag, error)) return false;
   long long device = 0;
-  if (lines.size() < 2 || items(lines[1]).empty() ||
-      !filetext::parseInt(items(lines[1])[0], device) || !isDc2dDevice(static_cast<int>(device))) {
+  if (lines.size() < 2 || lineItems(lines[1]).empty() ||
+      !filetext::parseInt(lineItems(lines[1])[0], device) ||
+      !isDc2dDevice(static_cast<int>(device))) {
     error = "装置选择错误！";
     return false;
   }

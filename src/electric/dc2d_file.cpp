@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <map>
 
+#include "electric/numbered_lines.h"
 #include "electric/sounding_file.h"
 #include "workarea/file_text.h"
 #include "workarea/text_codec.h"
@@ -14,82 +15,25 @@ namespace {
 using filetext::parseDouble;
 using filetext::parseInt;
 
-std::vector<std::string> items(const std::string& line) {
-  std::string s = line;
-  for (char& c : s)
-    if (c == ',') c = ' ';
-  return filetext::splitBlanks(filetext::trim(s));
-}
-
-std::string at(std::size_t index) { return "第" + std::to_string(index + 1) + "行: "; }
-
-std::string exact(double v) {
-  if (isNullValue(v)) return NULL_TEXT;
-  char buf[64];
-  std::snprintf(buf, sizeof buf, "%.10g", v);
-  double back = 0;
-  if (parseDouble(buf, back) && back == v) return buf;
-  std::snprintf(buf, sizeof buf, "%.17g", v);
-  return buf;
-}
-
-std::string fixed(double v, int decimals) {
-  if (isNullValue(v)) return NULL_TEXT;
-  char buf[64];
-  std::snprintf(buf, sizeof buf, "%.*f", decimals, v);
-  return buf;
-}
-
-class Lines {
+// The file's lines, blank ones at the end left out: a line's numbers must be finite, and a
+// missing optional one is the null value.
+class Lines : public NumberedLines {
  public:
-  explicit Lines(const std::string& text) : lines_(filetext::splitLines(text)) {
-    while (!lines_.empty() && filetext::trim(lines_.back()).empty()) lines_.pop_back();
-  }
-  bool more() const { return next_ < lines_.size(); }
-  std::size_t index() const { return next_ == 0 ? 0 : next_ - 1; }
-  bool take(std::string& line, std::string& error) {
-    if (next_ >= lines_.size()) {
-      error = at(lines_.size()) + "数据不完整";
-      return false;
-    }
-    line = lines_[next_++];
-    return true;
-  }
-  // `need` numbers and up to `optional` more; a missing optional one is NULL_VALUE.
+  explicit Lines(const std::string& text) : NumberedLines(text, true) {}
   bool numbers(std::size_t need, std::vector<double>& out, std::string& error,
                std::size_t optional = 0) {
-    std::string line;
-    if (!take(line, error)) return false;
-    const auto it = items(line);
-    if (it.size() < need) {
-      error = at(index()) + "数据不完整";
-      return false;
-    }
-    out.assign(need + optional, NULL_VALUE_D);
-    for (std::size_t i = 0; i < it.size() && i < need + optional; ++i) {
-      double v = 0;
-      if (!parseDouble(it[i], v) || !std::isfinite(v)) {
-        error = at(index()) + kMsgBadInput;
-        return false;
-      }
-      out[i] = v;
-    }
-    return true;
+    return NumberedLines::numbers(
+        need, optional, out, error, [](double v) { return std::isfinite(v); }, true, NULL_VALUE_D);
   }
   bool count(long long& n, std::string& error) {
-    std::string line;
-    if (!take(line, error)) return false;
-    const auto it = items(line);
+    std::vector<std::string> it;
+    if (!items(0, it, error)) return false;
     if (it.empty() || !parseInt(it[0], n) || n < 0 || n > kMaxDc2dRows) {
-      error = at(index()) + "数据个数错误";
+      error = lineLabel(index()) + "数据个数错误";
       return false;
     }
     return true;
   }
-
- private:
-  std::vector<std::string> lines_;
-  std::size_t next_ = 0;
 };
 
 // Electrode stations of each device's data lines, in file order.
@@ -117,7 +61,7 @@ Columns columnsOf(Dc2dDevice d) {
 bool checkRho(double v, bool forward, std::size_t line, std::string& error) {
   if (isNullValue(v) && forward) return true;
   if (!(v > 0)) {
-    error = at(line) + "视电阻率必须大于 0";
+    error = lineLabel(line) + "视电阻率必须大于 0";
     return false;
   }
   return true;
@@ -126,7 +70,7 @@ bool checkRho(double v, bool forward, std::size_t line, std::string& error) {
 bool checkEta(double v, bool forward, std::size_t line, std::string& error) {
   if (isNullValue(v) && forward) return true;
   if (!(v >= 0 && v < 100)) {
-    error = at(line) + "极化率必须在 0 到 100 之间";
+    error = lineLabel(line) + "极化率必须在 0 到 100 之间";
     return false;
   }
   return true;
@@ -145,7 +89,7 @@ std::string dc2dSuffix(const Dc2dHead& h) {
 }
 
 bool parseDc2dHead(const std::string& line, Dc2dHead& head) {
-  const auto it = items(line);
+  const auto it = lineItems(line);
   if (it.size() < 4) return false;
   long long v[4];
   for (int i = 0; i < 4; ++i)
@@ -183,7 +127,7 @@ bool parseDc2dFile(const std::string& text, Dc2dFile& out, std::string& error) {
   const Dc2dHead& h = f.head;
   if (h.calcMode < 1 || h.calcMode > 2 || h.paramMode < 1 || h.paramMode > 2 || h.terrain < 0 ||
       h.terrain > 1) {
-    error = at(0) + "文件头错误";
+    error = lineLabel(0) + "文件头错误";
     return false;
   }
   if (!isDc2dDevice(h.device)) {
@@ -198,7 +142,7 @@ bool parseDc2dFile(const std::string& text, Dc2dFile& out, std::string& error) {
   std::vector<double> v;
   if (!L.numbers(2, v, error)) return false;
   if (!(v[0] > 0)) {
-    error = at(L.index()) + "点距必须大于 0";
+    error = lineLabel(L.index()) + "点距必须大于 0";
     return false;
   }
   f.stationInterval = v[0];
@@ -218,7 +162,7 @@ bool parseDc2dFile(const std::string& text, Dc2dFile& out, std::string& error) {
   if (device == Dc2dDevice::Charged) {
     if (!L.numbers(2, v, error)) return false;
     if (!(v[1] > 0)) {
-      error = at(L.index()) + "充电点深度必须大于 0";
+      error = lineLabel(L.index()) + "充电点深度必须大于 0";
       return false;
     }
     fixedA = static_cast<int>(f.survey.electrodes.size());
@@ -281,7 +225,7 @@ bool parseDc2dFile(const std::string& text, Dc2dFile& out, std::string& error) {
       }
       const std::string why = checkArrayOrder(f.survey, d);
       if (!why.empty()) {
-        error = at(ln) + why;
+        error = lineLabel(ln) + why;
         return false;
       }
       f.survey.data.push_back(d);
@@ -290,14 +234,14 @@ bool parseDc2dFile(const std::string& text, Dc2dFile& out, std::string& error) {
   if (h.terrain == 1) {
     if (!L.count(n, error)) return false;
     if (n < 2) {
-      error = at(L.index()) + "地形点数不足";
+      error = lineLabel(L.index()) + "地形点数不足";
       return false;
     }
     for (long long i = 0; i < n; ++i) {
       if (!L.numbers(2, v, error)) return false;
       const XZ p{f.xOf(v[0]), v[1]};
       if (!f.survey.terrain.empty() && !(p.x > f.survey.terrain.back().x)) {
-        error = at(L.index()) + "地形点号必须递增";
+        error = lineLabel(L.index()) + "地形点号必须递增";
         return false;
       }
       f.survey.terrain.push_back(p);
@@ -306,7 +250,7 @@ bool parseDc2dFile(const std::string& text, Dc2dFile& out, std::string& error) {
   if (forward) {
     if (!L.numbers(1, v, error, 1)) return false;
     if (!(v[0] > 0)) {
-      error = at(L.index()) + "背景电阻率必须大于 0";
+      error = lineLabel(L.index()) + "背景电阻率必须大于 0";
       return false;
     }
     f.model.rho0 = v[0];
@@ -319,13 +263,13 @@ bool parseDc2dFile(const std::string& text, Dc2dFile& out, std::string& error) {
       Dc2dRegion region;
       const double nv = v[0];
       if (!(nv >= 3 && nv <= kMaxDc2dRows && nv == std::floor(nv))) {
-        error = at(ln) + "区域顶点数错误";
+        error = lineLabel(ln) + "区域顶点数错误";
         return false;
       }
       region.rho = v[1];
       region.eta = isNullValue(v[2]) ? 0 : v[2];
       if (isNullValue(region.rho) || !(region.rho > 0)) {
-        error = at(ln) + "区域 " + std::to_string(r + 1) + " 没有给定电阻率";
+        error = lineLabel(ln) + "区域 " + std::to_string(r + 1) + " 没有给定电阻率";
         return false;
       }
       if (!checkEta(region.eta, false, ln, error)) return false;
@@ -339,13 +283,13 @@ bool parseDc2dFile(const std::string& text, Dc2dFile& out, std::string& error) {
   } else if (L.more()) {
     if (!L.numbers(1, v, error, 1)) return false;
     if (!(v[0] >= 1 && v[0] <= 50)) {
-      error = at(L.index()) + "迭代次数错误";
+      error = lineLabel(L.index()) + "迭代次数错误";
       return false;
     }
     f.control.iterations = static_cast<int>(v[0]);
     if (!isNullValue(v[1])) {
       if (!(v[1] > 0 && v[1] < 100)) {
-        error = at(L.index()) + "数据误差错误";
+        error = lineLabel(L.index()) + "数据误差错误";
         return false;
       }
       f.control.errorPercent = v[1];
@@ -383,15 +327,17 @@ std::string formatDc2dFile(const Dc2dFile& f) {
   const Dc2dHead& h = f.head;
   const Dc2dSurvey& s = f.survey;
   const bool ip = h.paramMode == 2;
-  auto st = [&](int e) { return exact(f.stationOf(s.electrodes[static_cast<std::size_t>(e)].x)); };
+  auto st = [&](int e) {
+    return exactText(f.stationOf(s.electrodes[static_cast<std::size_t>(e)].x));
+  };
   line({std::to_string(h.calcMode), std::to_string(h.paramMode), std::to_string(h.terrain),
         std::to_string(h.device)});
   t += f.name + "\r\n";
-  line({exact(f.stationInterval), exact(f.x0)});
+  line({exactText(f.stationInterval), exactText(f.x0)});
   const auto device = s.device;
   if (device == Dc2dDevice::Charged && !s.data.empty()) {
     const Dc2dElectrode& a = s.electrodes[static_cast<std::size_t>(s.data[0].a)];
-    line({exact(f.stationOf(a.x)), exact(a.depth)});
+    line({exactText(f.stationOf(a.x)), exactText(a.depth)});
   } else if (device == Dc2dDevice::Gradient && !s.data.empty()) {
     line({st(s.data[0].a), st(s.data[0].b)});
   }
@@ -424,34 +370,34 @@ std::string formatDc2dFile(const Dc2dFile& f) {
       default:
         p = {st(d.a), st(d.b), st(d.m), st(d.n)};
     }
-    p.push_back(exact(d.rho));
-    if (combined) p.push_back(exact(s.data[i + 1].rho));
+    p.push_back(exactText(d.rho));
+    if (combined) p.push_back(exactText(s.data[i + 1].rho));
     if (ip) {
-      p.push_back(exact(d.eta));
-      if (combined) p.push_back(exact(s.data[i + 1].eta));
+      p.push_back(exactText(d.eta));
+      if (combined) p.push_back(exactText(s.data[i + 1].eta));
     }
     for (std::size_t k = 0; k < p.size(); ++k) t += (k ? ", " : "") + p[k];
     t += "\r\n";
   }
   if (h.terrain == 1) {
     line({std::to_string(s.terrain.size())});
-    for (const XZ& p : s.terrain) line({exact(f.stationOf(p.x)), exact(p.z)});
+    for (const XZ& p : s.terrain) line({exactText(f.stationOf(p.x)), exactText(p.z)});
   }
   if (h.calcMode == 1) {
     if (ip)
-      line({exact(f.model.rho0), exact(f.model.eta0)});
+      line({exactText(f.model.rho0), exactText(f.model.eta0)});
     else
-      line({exact(f.model.rho0)});
+      line({exactText(f.model.rho0)});
     line({std::to_string(f.model.regions.size())});
     for (const Dc2dRegion& r : f.model.regions) {
       if (ip)
-        line({std::to_string(r.outline.size()), exact(r.rho), exact(r.eta)});
+        line({std::to_string(r.outline.size()), exactText(r.rho), exactText(r.eta)});
       else
-        line({std::to_string(r.outline.size()), exact(r.rho)});
-      for (const XZ& p : r.outline) line({exact(p.x), exact(p.z)});
+        line({std::to_string(r.outline.size()), exactText(r.rho)});
+      for (const XZ& p : r.outline) line({exactText(p.x), exactText(p.z)});
     }
   } else {
-    line({std::to_string(f.control.iterations), exact(f.control.errorPercent)});
+    line({std::to_string(f.control.iterations), exactText(f.control.errorPercent)});
   }
   return t;
 }
@@ -472,15 +418,15 @@ std::string formatDc2dResult(const Dc2dFile& f, const Dc2dResponse& computed,
   if (inv) {
     t += "迭代\tRMS(%)\r\n";
     for (std::size_t i = 0; i < inv->rmsPerIteration.size(); ++i)
-      t += std::to_string(i) + "\t" + fixed(inv->rmsPerIteration[i], 2) + "\r\n";
-    if (ip) t += "极化率拟合差(%)\t" + fixed(inv->etaRms, 3) + "\r\n";
+      t += std::to_string(i) + "\t" + fixedText(inv->rmsPerIteration[i], 2) + "\r\n";
+    if (ip) t += "极化率拟合差(%)\t" + fixedText(inv->etaRms, 3) + "\r\n";
   }
   t += "序号\tA\tB\tM\tN\tX\t伪深度\t实测视电阻率\t计算视电阻率\t相对误差(%)";
   if (ip) t += "\t实测视极化率\t计算视极化率";
   t += "\r\n";
   auto st = [&](int e) {
     return e == kRemote2d ? std::string("-")
-                          : fixed(f.stationOf(s.electrodes[static_cast<std::size_t>(e)].x), 2);
+                          : fixedText(f.stationOf(s.electrodes[static_cast<std::size_t>(e)].x), 2);
   };
   for (std::size_t i = 0; i < s.data.size(); ++i) {
     const Dc2dDatum& d = s.data[i];
@@ -488,11 +434,11 @@ std::string formatDc2dResult(const Dc2dFile& f, const Dc2dResponse& computed,
     const double calc = i < computed.rho.size() ? computed.rho[i] : NULL_VALUE_D;
     const double diff = d.rho > 0 && calc > 0 ? 100 * (calc - d.rho) / d.rho : NULL_VALUE_D;
     t += std::to_string(i + 1) + "\t" + st(d.a) + "\t" + st(d.b) + "\t" + st(d.m) + "\t" + st(d.n) +
-         "\t" + fixed(p.x, 2) + "\t" + fixed(p.depth, 2) + "\t" + fixed(d.rho, 3) + "\t" +
-         fixed(calc, 3) + "\t" + fixed(diff, 2);
+         "\t" + fixedText(p.x, 2) + "\t" + fixedText(p.depth, 2) + "\t" + fixedText(d.rho, 3) +
+         "\t" + fixedText(calc, 3) + "\t" + fixedText(diff, 2);
     if (ip)
-      t += "\t" + fixed(d.eta, 3) + "\t" +
-           fixed(i < computed.eta.size() ? computed.eta[i] : NULL_VALUE_D, 3);
+      t += "\t" + fixedText(d.eta, 3) + "\t" +
+           fixedText(i < computed.eta.size() ? computed.eta[i] : NULL_VALUE_D, 3);
     t += "\r\n";
   }
   if (inv && cells) {
@@ -500,19 +446,20 @@ std::string formatDc2dResult(const Dc2dFile& f, const Dc2dResponse& computed,
     for (int l = 0; l < cells->layers; ++l)
       for (int c = 0; c < cells->columns; ++c) {
         const auto k = static_cast<std::size_t>(cells->index(c, l));
-        t += std::to_string(k + 1) + "\t" + fixed(cells->xEdges[static_cast<std::size_t>(c)], 2) +
-             "\t" + fixed(cells->xEdges[static_cast<std::size_t>(c) + 1], 2) + "\t" +
-             fixed(cells->depthEdges[static_cast<std::size_t>(l)], 2) + "\t" +
-             fixed(cells->depthEdges[static_cast<std::size_t>(l) + 1], 2) + "\t" +
-             fixed(inv->cellRho[k], 3) + "\t" +
-             fixed(k < inv->cellEta.size() ? inv->cellEta[k] : 0.0, 3) + "\r\n";
+        t += std::to_string(k + 1) + "\t" +
+             fixedText(cells->xEdges[static_cast<std::size_t>(c)], 2) + "\t" +
+             fixedText(cells->xEdges[static_cast<std::size_t>(c) + 1], 2) + "\t" +
+             fixedText(cells->depthEdges[static_cast<std::size_t>(l)], 2) + "\t" +
+             fixedText(cells->depthEdges[static_cast<std::size_t>(l) + 1], 2) + "\t" +
+             fixedText(inv->cellRho[k], 3) + "\t" +
+             fixedText(k < inv->cellEta.size() ? inv->cellEta[k] : 0.0, 3) + "\r\n";
       }
   } else {
     t += "模型区域\t电阻率\t极化率\t顶点数\r\n";
-    t += "0\t" + fixed(f.model.rho0, 3) + "\t" + fixed(f.model.eta0, 3) + "\t0\r\n";
+    t += "0\t" + fixedText(f.model.rho0, 3) + "\t" + fixedText(f.model.eta0, 3) + "\t0\r\n";
     for (std::size_t r = 0; r < f.model.regions.size(); ++r)
-      t += std::to_string(r + 1) + "\t" + fixed(f.model.regions[r].rho, 3) + "\t" +
-           fixed(f.model.regions[r].eta, 3) + "\t" +
+      t += std::to_string(r + 1) + "\t" + fixedText(f.model.regions[r].rho, 3) + "\t" +
+           fixedText(f.model.regions[r].eta, 3) + "\t" +
            std::to_string(f.model.regions[r].outline.size()) + "\r\n";
   }
   return t;
@@ -522,14 +469,14 @@ std::string formatDc2dMeshData(const Dc2dMesh& mesh, const Dc2dMeshData& data) {
   std::string t = "二维直流电法地电断面剖分数据\r\n";
   t += std::to_string(mesh.nodes.size()) + "\t" + std::to_string(mesh.elements()) + "\r\n";
   for (std::size_t i = 0; i < mesh.nodes.size(); ++i)
-    t += std::to_string(i + 1) + "\t" + fixed(mesh.nodes[i].x, 3) + "\t" +
-         fixed(mesh.nodes[i].z, 3) + "\r\n";
+    t += std::to_string(i + 1) + "\t" + fixedText(mesh.nodes[i].x, 3) + "\t" +
+         fixedText(mesh.nodes[i].z, 3) + "\r\n";
   for (std::size_t e = 0; e < mesh.elements(); ++e) {
     const auto& tr = mesh.triangles[e];
     t += std::to_string(e + 1) + "\t" + std::to_string(tr[0] + 1) + "\t" +
          std::to_string(tr[1] + 1) + "\t" + std::to_string(tr[2] + 1) + "\t" +
-         fixed(e < data.rho.size() ? data.rho[e] : 0.0, 3) + "\t" +
-         fixed(e < data.eta.size() ? data.eta[e] : 0.0, 3) + "\t" +
+         fixedText(e < data.rho.size() ? data.rho[e] : 0.0, 3) + "\t" +
+         fixedText(e < data.eta.size() ? data.eta[e] : 0.0, 3) + "\t" +
          std::to_string(e < data.region.size() ? data.region[e] + 1 : 0) + "\r\n";
   }
   return t;

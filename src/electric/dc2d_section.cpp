@@ -7,21 +7,13 @@
 
 #include "display/chart_contour.h"
 #include "electric/dc2d_field.h"
+#include "electric/numbered_lines.h"
 #include "electric/sounding_file.h"
 #include "workarea/file_text.h"
 #include "workarea/text_codec.h"
 
 namespace sarnoth::electric {
 namespace {
-
-std::vector<std::string> items(const std::string& line) {
-  std::string s = line;
-  for (char& c : s)
-    if (c == ',') c = ' ';
-  return filetext::splitBlanks(filetext::trim(s));
-}
-
-std::string at(std::size_t i) { return "第" + std::to_string(i + 1) + "行: "; }
 
 std::string num(double v) {
   if (isNullValue(v)) return NULL_TEXT;
@@ -42,22 +34,22 @@ bool parseSectionFile(const std::string& text, SectionData& out, std::string& er
   std::size_t ln = 1;
   auto need = [&](std::size_t n) {
     if (lines.size() < n) {
-      error = at(lines.size()) + "数据不完整";
+      error = lineLabel(lines.size()) + "数据不完整";
       return false;
     }
     return true;
   };
   auto numbers = [&](std::size_t count, std::vector<double>& v) {
     if (!need(ln + 1)) return false;
-    const auto it = items(lines[ln]);
+    const auto it = lineItems(lines[ln]);
     if (it.size() < count) {
-      error = at(ln) + "数据不完整";
+      error = lineLabel(ln) + "数据不完整";
       return false;
     }
     v.assign(count, 0);
     for (std::size_t i = 0; i < count; ++i)
       if (!filetext::parseDouble(it[i], v[i]) || !std::isfinite(v[i])) {
-        error = at(ln) + kMsgBadInput;
+        error = lineLabel(ln) + kMsgBadInput;
         return false;
       }
     ++ln;
@@ -68,7 +60,7 @@ bool parseSectionFile(const std::string& text, SectionData& out, std::string& er
     if (!numbers(1, v)) return false;
     if (v[0] != std::floor(v[0]) || v[0] < static_cast<double>(lo) ||
         v[0] > static_cast<double>(hi)) {
-      error = at(ln - 1) + "数据个数错误";
+      error = lineLabel(ln - 1) + "数据个数错误";
       return false;
     }
     n = static_cast<long long>(v[0]);
@@ -81,7 +73,7 @@ bool parseSectionFile(const std::string& text, SectionData& out, std::string& er
   std::vector<double> v;
   if (!numbers(3, v)) return false;
   if (!(v[0] > 0) || (v[2] != 1 && v[2] != 2)) {
-    error = at(2) + "点距或断面类型错误";
+    error = lineLabel(2) + "点距或断面类型错误";
     return false;
   }
   d.dx = v[0];
@@ -122,7 +114,7 @@ bool parseSectionFile(const std::string& text, SectionData& out, std::string& er
     for (long long i = 0; i < n; ++i) {
       if (!numbers(2, v)) return false;
       if (!d.terrain.empty() && !(v[0] > d.terrain.back().x)) {
-        error = at(ln - 1) + "地形点号必须递增";
+        error = lineLabel(ln - 1) + "地形点号必须递增";
         return false;
       }
       d.terrain.push_back({v[0], v[1]});

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "electric/numbered_lines.h"
 #include "workarea/file_text.h"
 #include "workarea/null_value.h"
 #include "workarea/text_codec.h"
@@ -13,96 +14,33 @@ namespace {
 using filetext::parseDouble;
 using filetext::parseInt;
 
-// Items separated by commas and/or blanks, as stream input reads a line.
-std::vector<std::string> items(const std::string& line) {
-  std::string s = line;
-  for (char& c : s)
-    if (c == ',') c = ' ';
-  return filetext::splitBlanks(filetext::trim(s));
-}
-
-std::string lineText(std::size_t index) { return "第" + std::to_string(index + 1) + "行: "; }
-
-std::string number(double v, int decimals) {
-  if (isNullValue(v)) return NULL_TEXT;
-  char buf[64];
-  std::snprintf(buf, sizeof buf, "%.*f", decimals, v);
-  return buf;
-}
-
-// Shortest text that reads back to the same double.
-std::string exact(double v) {
-  if (isNullValue(v)) return NULL_TEXT;
-  char buf[64];
-  std::snprintf(buf, sizeof buf, "%.10g", v);
-  double back = 0;
-  if (parseDouble(buf, back) && back == v) return buf;
-  std::snprintf(buf, sizeof buf, "%.17g", v);
-  return buf;
-}
-
-// A reader over the file's lines that names the line in each complaint.
-class Lines {
+// The file's lines: the numbers of a line are any that read (infinities pass, NaN does not).
+class Lines : public NumberedLines {
  public:
-  explicit Lines(const std::string& text) : lines_(filetext::splitLines(text)) {}
-  bool more() const { return next_ < lines_.size(); }
-  std::size_t index() const { return next_ == 0 ? 0 : next_ - 1; }
-  // The next line, or false with "数据不完整" naming where it ended.
-  bool take(std::string& line, std::string& error) {
-    if (next_ >= lines_.size()) {
-      error = lineText(lines_.size()) + "数据不完整";
-      return false;
-    }
-    line = lines_[next_++];
-    return true;
-  }
+  using NumberedLines::NumberedLines;
   bool numbers(std::size_t need, std::vector<double>& out, std::string& error,
                std::size_t optional = 0) {
-    std::string line;
-    if (!take(line, error)) return false;
-    const auto it = items(line);
-    if (it.size() < need) {
-      error = lineText(index()) + "数据不完整";
-      return false;
-    }
-    out.clear();
-    for (std::size_t i = 0; i < it.size() && i < need + optional; ++i) {
-      double v = 0;
-      if (!parseDouble(it[i], v) || std::isnan(v)) {
-        error = lineText(index()) + kMsgBadInput;
-        return false;
-      }
-      out.push_back(v);
-    }
-    return true;
+    return NumberedLines::numbers(need, optional, out, error,
+                                  [](double v) { return !std::isnan(v); });
   }
   bool counts(std::size_t need, std::vector<long long>& out, std::string& error) {
-    std::string line;
-    if (!take(line, error)) return false;
-    const auto it = items(line);
-    if (it.size() < need) {
-      error = lineText(index()) + "数据不完整";
-      return false;
-    }
+    std::vector<std::string> it;
+    if (!items(need, it, error)) return false;
     out.clear();
     for (std::size_t i = 0; i < need; ++i) {
       long long v = 0;
       if (!parseInt(it[i], v)) {
-        error = lineText(index()) + kMsgBadInput;
+        error = lineLabel(index()) + kMsgBadInput;
         return false;
       }
       if (v < 0 || v > kMaxSoundingRows) {
-        error = lineText(index()) + "数目超出范围";
+        error = lineLabel(index()) + "数目超出范围";
         return false;
       }
       out.push_back(v);
     }
     return true;
   }
-
- private:
-  std::vector<std::string> lines_;
-  std::size_t next_ = 0;
 };
 
 bool readText(const std::string& path, std::string& text, std::string& error) {
@@ -198,7 +136,7 @@ std::string soundingSuffix(int calcMode, int device) {
 }
 
 bool parseSoundingHead(const std::string& line, SoundingHead& head) {
-  const auto it = items(line);
+  const auto it = lineItems(line);
   if (it.size() != 3) return false;
   long long v[3];
   for (int i = 0; i < 3; ++i)
@@ -228,7 +166,7 @@ bool parseSoundingFile(const std::string& text, SoundingFile& out, std::string& 
     return false;
   }
   if (!headFits(f.head)) {
-    error = lineText(0) + "文件头不是测深数据文件的计算方式、参数和装置";
+    error = lineLabel(0) + "文件头不是测深数据文件的计算方式、参数和装置";
     return false;
   }
   const SoundDevice device = f.device();
@@ -240,7 +178,7 @@ bool parseSoundingFile(const std::string& text, SoundingFile& out, std::string& 
   std::vector<long long> n;
   if (!in.counts(2, n, error)) return false;
   if (n[1] < 1) {
-    error = lineText(in.index()) + "地电模型至少要有一层";
+    error = lineLabel(in.index()) + "地电模型至少要有一层";
     return false;
   }
   const std::size_t cols = static_cast<std::size_t>(spacingColumns(device));
@@ -252,12 +190,12 @@ bool parseSoundingFile(const std::string& text, SoundingFile& out, std::string& 
     const Spacing s = spacingFrom(device, v);
     const std::string why = validateSpacing(device, s);
     if (!why.empty()) {
-      error = lineText(in.index()) + why;
+      error = lineLabel(in.index()) + why;
       return false;
     }
     const double rho = v.size() > cols ? v[cols] : NULL_VALUE_D;
     if (!isNullValue(rho) && !(std::isfinite(rho) && rho > 0)) {
-      error = lineText(in.index()) + "视电阻率必须大于零";
+      error = lineLabel(in.index()) + "视电阻率必须大于零";
       return false;
     }
     f.spacings.push_back(s);
@@ -270,19 +208,19 @@ bool parseSoundingFile(const std::string& text, SoundingFile& out, std::string& 
     const bool last = i + 1 == n[1];
     if (!last) {
       if (!(std::isfinite(v[0]) && v[0] > 0)) {
-        error = lineText(in.index()) + "层厚必须大于零";
+        error = lineLabel(in.index()) + "层厚必须大于零";
         return false;
       }
       f.model.thickness.push_back(v[0]);
     }
     if (!(std::isfinite(v[1]) && v[1] > 0)) {
-      error = lineText(in.index()) + "电阻率必须大于零";
+      error = lineLabel(in.index()) + "电阻率必须大于零";
       return false;
     }
     f.model.resistivity.push_back(v[1]);
     if (ip) {
       if (!(v[2] >= 0 && v[2] < 100)) {
-        error = lineText(in.index()) + "极化率必须在0到100之间";
+        error = lineLabel(in.index()) + "极化率必须在0到100之间";
         return false;
       }
       f.model.chargeability.push_back(v[2]);
@@ -295,14 +233,14 @@ bool parseSoundingFile(const std::string& text, SoundingFile& out, std::string& 
     if (in.more()) {
       std::string control;
       in.take(control, error);
-      const auto it = items(control);
+      const auto it = lineItems(control);
       long long method = 1, iterations = 30;
       double percent = 5;
       if (!it.empty()) {
         if (it.size() < 3 || !parseInt(it[0], method) || !parseInt(it[1], iterations) ||
             !parseDouble(it[2], percent) || (method != 1 && method != 2) || iterations < 1 ||
             iterations > 1000 || !(percent > 0 && percent < 100)) {
-          error = lineText(in.index()) + "反演控制参数不正确";
+          error = lineLabel(in.index()) + "反演控制参数不正确";
           return false;
         }
       }
@@ -331,27 +269,28 @@ std::string formatSoundingFile(const SoundingFile& f) {
   for (std::size_t j = 0; j < f.spacings.size(); ++j) {
     std::string line;
     for (double v : spacingValues(device, f.spacings[j]))
-      line += (line.empty() ? "" : ",") + exact(v);
+      line += (line.empty() ? "" : ",") + exactText(v);
     const double rho = j < f.rho.size() ? f.rho[j] : NULL_VALUE_D;
     const double eta = j < f.eta.size() ? f.eta[j] : NULL_VALUE_D;
     if (!isNullValue(rho) || inverse) {
-      line += "," + exact(rho);
-      if (ip) line += "," + exact(eta);
+      line += "," + exactText(rho);
+      if (ip) line += "," + exactText(eta);
     }
     out += line + "\n";
   }
   for (std::size_t i = 0; i < f.model.layers(); ++i) {
-    out += exact(i < f.model.thickness.size() ? f.model.thickness[i] : 0.0) + "," +
-           exact(f.model.resistivity[i]);
-    if (ip) out += "," + exact(f.model.polarisable() ? f.model.chargeability[i] : 0.0);
+    out += exactText(i < f.model.thickness.size() ? f.model.thickness[i] : 0.0) + "," +
+           exactText(f.model.resistivity[i]);
+    if (ip) out += "," + exactText(f.model.polarisable() ? f.model.chargeability[i] : 0.0);
     if (inverse) out += "," + std::to_string(i < f.fixed.size() ? f.fixed[i] : 0);
     out += "\n";
   }
   if (inverse) {
-    out += exact(f.position.x) + "," + exact(f.position.y) + "," + exact(f.position.z) + "\n";
+    out += exactText(f.position.x) + "," + exactText(f.position.y) + "," + exactText(f.position.z) +
+           "\n";
     out += std::to_string(static_cast<int>(f.settings.method)) + "," +
            std::to_string(f.settings.maxIterations) + "," +
-           exact(f.settings.relativeError * 100.0) + "\n";
+           exactText(f.settings.relativeError * 100.0) + "\n";
   }
   return out;
 }
@@ -375,11 +314,11 @@ bool readPositionFile(const std::string& path, std::vector<StationPosition>& sta
   std::vector<StationPosition> out;
   for (long long i = 0; i < n[0]; ++i) {
     if (!in.take(line, error)) return false;
-    const auto it = items(line);
+    const auto it = lineItems(line);
     StationPosition p;
     if (it.size() < 4 || !parseDouble(it[1], p.x) || !parseDouble(it[2], p.y) ||
         !parseDouble(it[3], p.z)) {
-      error = lineText(in.index()) + kMsgBadInput;
+      error = lineLabel(in.index()) + kMsgBadInput;
       return false;
     }
     p.name = it[0];
@@ -396,7 +335,7 @@ bool writePositionFile(const std::string& path, const SoundingHead& head,
   std::string out = std::to_string(head.calcMode) + "," + std::to_string(head.paramMode) + "," +
                     std::to_string(head.device) + "\n" + std::to_string(stations.size()) + "\n";
   for (const auto& s : stations)
-    out += s.name + "," + exact(s.x) + "," + exact(s.y) + "," + exact(s.z) + "\n";
+    out += s.name + "," + exactText(s.x) + "," + exactText(s.y) + "," + exactText(s.z) + "\n";
   return filetext::writeWholeFile(path, utf8ToGbk(out));
 }
 
@@ -409,15 +348,15 @@ std::string formatSoundingResult(const SoundingFile& f, const LayeredEarth& eart
                     (inversion ? "反演结果" : "正演结果") + "－－" + soundDeviceText(device) + "\n";
   out += "测点: " + f.name;
   if (f.inverse())
-    out += "\tX = " + number(f.position.x, 2) + "\tY = " + number(f.position.y, 2) +
-           "\t高程 = " + number(f.position.z, 2);
+    out += "\tX = " + fixedText(f.position.x, 2) + "\tY = " + fixedText(f.position.y, 2) +
+           "\t高程 = " + fixedText(f.position.z, 2);
   out += "\n";
   const double rms = rmsMisfitPercent(f.rho, computed.rho, [&] {
     std::vector<bool> use;
     for (double v : f.rho) use.push_back(!isNullValue(v));
     return use;
   }());
-  out += "视电阻率拟合差(%): " + number(rms, 2);
+  out += "视电阻率拟合差(%): " + fixedText(rms, 2);
   if (inversion)
     out += std::string("\t反演方法: ") +
            (f.settings.method == InversionMethod::Occam ? "Occam" : "Marquardt") +
@@ -428,9 +367,10 @@ std::string formatSoundingResult(const SoundingFile& f, const LayeredEarth& eart
   out += "\n";
   for (std::size_t i = 0; i < earth.layers(); ++i) {
     const bool last = i + 1 == earth.layers();
-    out += std::to_string(i + 1) + "\t" + (last ? "--" : number(earth.thickness[i], 2)) + "\t" +
-           (last ? "--" : number(earth.depthOf(i), 2)) + "\t" + number(earth.resistivity[i], 2);
-    if (ip) out += "\t" + number(earth.polarisable() ? earth.chargeability[i] : 0.0, 2);
+    out += std::to_string(i + 1) + "\t" + (last ? "--" : fixedText(earth.thickness[i], 2)) + "\t" +
+           (last ? "--" : fixedText(earth.depthOf(i), 2)) + "\t" +
+           fixedText(earth.resistivity[i], 2);
+    if (ip) out += "\t" + fixedText(earth.polarisable() ? earth.chargeability[i] : 0.0, 2);
     out += "\n";
   }
   out += "\n" + std::string(spacingLabels(device)) + "\t实测视电阻率\t计算视电阻率\t相对误差(%)";
@@ -439,15 +379,15 @@ std::string formatSoundingResult(const SoundingFile& f, const LayeredEarth& eart
   for (std::size_t j = 0; j < f.spacings.size(); ++j) {
     std::string line;
     for (double v : spacingValues(device, f.spacings[j]))
-      line += (line.empty() ? "" : "\t") + number(v, 2);
+      line += (line.empty() ? "" : "\t") + fixedText(v, 2);
     const double obs = j < f.rho.size() ? f.rho[j] : NULL_VALUE_D;
     const double calc = j < computed.rho.size() ? computed.rho[j] : NULL_VALUE_D;
-    line += "\t" + number(obs, 3) + "\t" + number(calc, 3) + "\t" +
-            (isNullValue(obs) ? std::string(NULL_TEXT) : number(100.0 * (calc - obs) / obs, 2));
+    line += "\t" + fixedText(obs, 3) + "\t" + fixedText(calc, 3) + "\t" +
+            (isNullValue(obs) ? std::string(NULL_TEXT) : fixedText(100.0 * (calc - obs) / obs, 2));
     if (ip) {
       const double eo = j < f.eta.size() ? f.eta[j] : NULL_VALUE_D;
       const double ec = j < computed.eta.size() ? computed.eta[j] : NULL_VALUE_D;
-      line += "\t" + number(eo, 3) + "\t" + number(ec, 3);
+      line += "\t" + fixedText(eo, 3) + "\t" + fixedText(ec, 3);
     }
     out += line + "\n";
   }
