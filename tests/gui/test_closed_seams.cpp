@@ -139,16 +139,17 @@ TEST_F(ClosedSeamTest, CancelledRequestIsNotAnswered) {
 TEST_F(ClosedSeamTest, LowLatitudeCallbacksAskInTheirModes) {
   writeGridFile(area("Grid_dat/in.grd"), "#SRNTHGRIDB#", 3, 3, 0, 0, 1, 1);
   std::vector<std::string> got;
-  closed::installLowLatitudeReduction([&](const closed::LowLatitudeCallbacks& cb) {
-    got.push_back(cb[0]());
-    got.push_back(cb[1]());
-    return Outcome::success();
-  });
+  closed::LowLatitudeWork built =
+      closed::installLowLatitudeReduction([&](const closed::LowLatitudeCallbacks& cb) {
+        got.push_back(cb[0]());
+        got.push_back(cb[1]());
+        return Outcome::success();
+      });
   FrmMain w;
   std::vector<QString> captions;
   ModalScript script({answer("in.grd", &captions), answer("out", &captions)});
   w.runCommand("mnuToPoleLower");
-  closed::installLowLatitudeReduction(nullptr);
+  closed::installLowLatitudeReduction(std::move(built));  // the reduction the program has
   ASSERT_EQ(got.size(), 2u);
   EXPECT_EQ(got[0], gWorkPath + "Grid_dat\\in.grd");
   EXPECT_EQ(got[1], gWorkPath + "Grid_dat\\out.grd");

@@ -13,6 +13,9 @@
 #include "workarea/work_area.h"
 
 namespace sarnoth::gui {
+
+BusyCursor::BusyCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
+BusyCursor::~BusyCursor() { QApplication::restoreOverrideCursor(); }
 namespace {
 
 FileDialogHandler& openHandler() {

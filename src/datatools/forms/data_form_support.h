@@ -1,4 +1,4 @@
-// What the data tool windows share: a progress bound to a window's progress bar, the open-file
+// What the tool windows share: a progress bound to a window's progress bar, the open-file
 // dialog (replaceable, so the windows can be driven headless), the work area's store opened on a
 // window's opening, and filling a table widget with rows.
 #pragma once
@@ -53,6 +53,17 @@ bool workAreaReachable(QWidget* parent);
 // Header and rows of text into a table widget (read-only cells).
 void fillTableWidget(QTableWidget* t, const std::vector<std::string>& header,
                      const std::vector<std::vector<std::string>>& rows);
+
+// A caption or message written in the source as UTF-8.
+inline QString u8(const char* s) { return QString::fromUtf8(s); }
+
+// The hourglass for the time of a run.
+struct BusyCursor {
+  BusyCursor();
+  ~BusyCursor();
+  BusyCursor(const BusyCursor&) = delete;
+  BusyCursor& operator=(const BusyCursor&) = delete;
+};
 
 // A button, label or the like with its system name as objectName and a Chinese caption.
 template <class W>

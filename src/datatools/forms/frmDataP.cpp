@@ -27,8 +27,6 @@ namespace {
 
 namespace pt = projtable;
 
-QString u8(const char* s) { return QString::fromUtf8(s); }
-
 // A side typed or chosen in a system list: a ready-made caption or name, an EPSG code, or the
 // parameters as the command line writes them.
 bool sideOf(const QComboBox* box, int which, CoordSide& side, std::string& message) {

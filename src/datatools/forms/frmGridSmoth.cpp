@@ -26,8 +26,6 @@
 namespace sarnoth::gui {
 namespace {
 
-QString u8(const char* s) { return QString::fromUtf8(s); }
-
 constexpr const char* kMsgNoGrids = "工作区中没有数据，请检查!!";
 constexpr const char* kMsgPickGrid = "请选择数据文件。";
 constexpr const char* kMsgNoResult = "结果数据文件不存在，请先处理。";

@@ -22,12 +22,6 @@
 #include "workarea/work_area.h"
 
 namespace sarnoth::gui {
-namespace {
-
-QString u8(const char* s) { return QString::fromUtf8(s); }
-
-}  // namespace
-
 frmTableJoinS::frmTableJoinS(QWidget* parent) : QDialog(parent) {
   setObjectName("frmTableJoinS");
   setWindowTitle(u8(kJoinSCaption));

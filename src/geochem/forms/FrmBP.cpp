@@ -29,8 +29,6 @@
 namespace sarnoth::gui {
 namespace {
 
-QString u8(const char* s) { return QString::fromUtf8(s); }
-
 // A grid of values, rows × cols, with its scroll bars under their system names.
 QTableWidget* weightGrid(QWidget* parent, const char* name, int scroll) {
   auto* t = named(new QTableWidget(parent), name);

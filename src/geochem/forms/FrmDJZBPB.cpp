@@ -24,17 +24,6 @@
 #include "workarea/work_area.h"
 
 namespace sarnoth::gui {
-namespace {
-
-QString u8(const char* s) { return QString::fromUtf8(s); }
-
-struct BusyCursor {
-  BusyCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
-  ~BusyCursor() { QApplication::restoreOverrideCursor(); }
-};
-
-}  // namespace
-
 FrmDJZBPB::FrmDJZBPB(QWidget* parent) : QDialog(parent) {
   setObjectName("FrmDJZBPB");
   setWindowTitle(u8(geochem::kDiscrimCaption));

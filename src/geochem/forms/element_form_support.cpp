@@ -15,9 +15,6 @@
 
 namespace sarnoth::gui {
 
-BusyCursor::BusyCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
-BusyCursor::~BusyCursor() { QApplication::restoreOverrideCursor(); }
-
 bool openWithTables(QWidget* parent, Database& db, QListWidget* list) {
   std::vector<std::string> names;
   try {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "datatools/forms/data_form_support.h"
 #include "workarea/table_store.h"
 
 class QComboBox;
@@ -17,17 +18,7 @@ class QWidget;
 
 namespace sarnoth::gui {
 
-inline QString u8(const char* s) { return QString::fromUtf8(s); }
-
 inline constexpr const char* kMsgChooseTableFirst = "请选择数据表。";
-
-// The hourglass for the length of a run.
-struct BusyCursor {
-  BusyCursor();
-  ~BusyCursor();
-  BusyCursor(const BusyCursor&) = delete;
-  BusyCursor& operator=(const BusyCursor&) = delete;
-};
 
 // Opens gWorkPath's store into `db` and lists the registered tables into `list`, selecting none.
 // False, after the message, when the store cannot be opened or holds no registered table

@@ -30,12 +30,6 @@
 #include "workarea/work_area.h"
 
 namespace sarnoth::gui {
-namespace {
-
-QString u8(const char* s) { return QString::fromUtf8(s); }
-
-}  // namespace
-
 // ---- the drawing window ------------------------------------------------------------------------
 
 DendrogramWindow::DendrogramWindow(chart::Chart chart, int width, int height, QWidget* parent)

@@ -20,6 +20,7 @@
 #include "app/messages.h"
 #include "app/picker_common.h"
 #include "app/tool_registry.h"
+#include "datatools/forms/data_form_support.h"
 #include "workarea/file_text.h"
 #include "workarea/rtf_text.h"
 #include "workarea/session.h"
@@ -33,8 +34,6 @@ constexpr const char* kSaveFilter = "Sarnoth结果文件(*.RTF)|*.rtf|所有文�
 constexpr const char* kSavePicTitle = "保存图形";
 constexpr const char* kSavePicFilter = "PNG 图像(*.png)|*.png|SVG 图形(*.svg)|*.svg";
 constexpr const char* kMsgCannotWrite = "不能写入文件: ";
-
-QString u8(const char* s) { return QString::fromUtf8(s); }
 
 template <typename W>
 W* named(W* w, const QString& name) {
@@ -58,10 +57,6 @@ std::optional<int> readInteger(const QLineEdit* box) {
 }
 
 // The hourglass for the length of a run.
-struct BusyCursor {
-  BusyCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
-  ~BusyCursor() { QApplication::restoreOverrideCursor(); }
-};
 
 }  // namespace
 

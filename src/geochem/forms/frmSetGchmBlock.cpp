@@ -24,13 +24,7 @@
 namespace sarnoth::gui {
 namespace {
 
-QString u8(const char* s) { return QString::fromUtf8(s); }
-
 // The hourglass for the time of a run.
-struct BusyCursor {
-  BusyCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
-  ~BusyCursor() { QApplication::restoreOverrideCursor(); }
-};
 
 }  // namespace
 

@@ -35,13 +35,6 @@
 namespace sarnoth::gui {
 namespace {
 
-QString u8(const char* s) { return QString::fromUtf8(s); }
-
-struct BusyCursor {
-  BusyCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
-  ~BusyCursor() { QApplication::restoreOverrideCursor(); }
-};
-
 const char* kGParLabels[10] = {"XLeft",   "XRight", "XJust", "DX", "Columns",
                                "YBottom", "YTop",   "YJust", "DY", "Rows"};
 

@@ -31,8 +31,6 @@ using namespace sarnoth::gravmag;
 
 constexpr const char* kMsgBadNumber = "参数应为数值.";
 
-QString u8(const char* s) { return QString::fromUtf8(s); }
-
 std::string gridDir() { return gWorkPath + "Grid_Dat\\"; }
 
 }  // namespace

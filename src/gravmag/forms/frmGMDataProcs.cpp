@@ -24,8 +24,6 @@ namespace {
 
 using namespace sarnoth::gravmag;
 
-QString u8(const char* s) { return QString::fromUtf8(s); }
-
 std::string gridDir() { return gWorkPath + "Grid_Dat\\"; }
 
 }  // namespace

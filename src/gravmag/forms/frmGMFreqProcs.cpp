@@ -28,8 +28,6 @@ namespace {
 
 using namespace sarnoth::gravmag;
 
-QString u8(const char* s) { return QString::fromUtf8(s); }
-
 std::string gridDir() { return gWorkPath + "Grid_Dat\\"; }
 
 }  // namespace

@@ -24,8 +24,6 @@ namespace {
 
 using namespace sarnoth::gravmag;
 
-QString u8(const char* s) { return QString::fromUtf8(s); }
-
 const char* kFromModel = "(由高程模型内插)";
 const char* kNoBouguer = "(不计算)";
 const char* kDemFilter =

@@ -22,12 +22,6 @@
 #include "workarea/work_area.h"
 
 namespace sarnoth::gui {
-namespace {
-
-QString u8(const char* s) { return QString::fromUtf8(s); }
-
-}  // namespace
-
 frmGravityTrend::frmGravityTrend(QWidget* parent) : QDialog(parent) {
   setObjectName("frmGravityTrend");
   setWindowTitle(u8(gravmag::kTrendCaption));

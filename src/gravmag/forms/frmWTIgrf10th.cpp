@@ -23,8 +23,6 @@
 namespace sarnoth::gui {
 namespace {
 
-QString u8(const char* s) { return QString::fromUtf8(s); }
-
 QLineEdit* box(QWidget* parent, const char* name, const char* tip = nullptr) {
   auto* b = named(new QLineEdit(parent), name);
   if (tip) b->setToolTip(QString::fromUtf8(tip));

@@ -29,8 +29,6 @@ using namespace sarnoth::gravmag;
 constexpr const char* kNone = "(无)";
 constexpr const char* kProfileFilter = "剖面数据文件(*.PRF)|*.prf|所有文件(*.*)|*.*";
 
-QString u8(const char* s) { return QString::fromUtf8(s); }
-
 std::string fmt(double v) {
   char b[32];
   std::snprintf(b, sizeof b, "%.6g", v);

@@ -23,8 +23,6 @@
 namespace sarnoth::gui {
 namespace {
 
-QString u8(const char* s) { return QString::fromUtf8(s); }
-
 constexpr const char* kCutFileFilter = "Sarnoth坐标数据(*.GPH)|*.gph|所有文件 (*.*)|*.*|";
 constexpr const char* kCutFileTitle = "剪裁坐标文件";
 constexpr const char* kFileInTitle = "外部数据文件...";

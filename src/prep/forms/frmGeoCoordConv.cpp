@@ -25,8 +25,6 @@ namespace {
 
 namespace pt = projtable;
 
-QString u8(const char* s) { return QString::fromUtf8(s); }
-
 template <typename W>
 W* arrayed(W* w, const char* name, int index) {
   w->setObjectName(QString("%1_%2").arg(QString::fromLatin1(name)).arg(index));
