@@ -503,11 +503,12 @@ long subBandRows(const GridGeometry& g, int requested, std::size_t bytesPerNode)
 // sub-band, in record order, then the next sub-band. A node lies in one sub-band, so it still
 // sees the records in table order. prepare(point) makes the record (value, position, window)
 // and, when a record's nodes are split between bands or sub-bands, stopOf(record) the node
-// where it ends; both on the reading thread, in record order. ahead(record, rowBegin, rowEnd)
-// is called a few records before visit, to bring the nodes of the record's window into the
-// cache.
+// where it ends. When they depend on the record alone (`pure`), the workers share that work,
+// each a slice of the block, and wait for each other before scattering; otherwise the reading
+// thread does it, in record order. ahead(record, rowBegin, rowEnd) is called a few records
+// before visit, to bring the nodes of the record's window into the cache.
 template <class Prepare, class StopOf, class Ahead, class Visit>
-void scatterRecords(PointSource& points, const GridGeometry& g, int bands, long subRows,
+void scatterRecords(PointSource& points, const GridGeometry& g, int bands, long subRows, bool pure,
                     Progress& progress, Prepare&& prepare, StopOf&& stopOf, Ahead&& ahead,
                     Visit&& visit) {
   subRows = std::max(1L, subRows);
@@ -524,8 +525,9 @@ void scatterRecords(PointSource& points, const GridGeometry& g, int bands, long 
   std::condition_variable cv;
   long published = -1;  // the last block handed to the workers; guarded by m
   bool finished = false, stopping = false;
-  std::atomic<bool> abandon{false};  // set with stopping: workers leave the block they are in
-  int doneWorkers = 0;               // workers done with the block `published`
+  std::atomic<bool> abandon{false};       // set with stopping: workers leave the block they are in
+  int doneWorkers = 0;                    // workers done with the block `published`
+  std::atomic<int> prepared[2] = {0, 0};  // workers done preparing their slice of each block
   std::exception_ptr failure;
   // Records each worker has scattered, for the progress: the slowest band is where the run is.
   std::vector<std::atomic<std::int64_t>> scattered(static_cast<std::size_t>(bands));
@@ -551,8 +553,22 @@ void scatterRecords(PointSource& points, const GridGeometry& g, int bands, long 
         seen = published;
       }
       try {
-        const RecordBlock& b = blocks[seen % 2];
+        RecordBlock& b = blocks[seen % 2];
         const std::size_t n = b.count;
+        if (pure) {
+          const std::size_t from = n * static_cast<std::size_t>(band) / bands;
+          const std::size_t to = n * static_cast<std::size_t>(band + 1) / bands;
+          for (std::size_t i = from; i < to; ++i) {
+            b.records[i] = prepare(b.points[i]);
+            if (split) b.stop[i] = b.records[i].skipped() ? kNoStop : stopOf(b.records[i]);
+          }
+          std::atomic<int>& ready = prepared[seen % 2];
+          ready.fetch_add(1, std::memory_order_acq_rel);
+          while (ready.load(std::memory_order_acquire) < bands) {
+            if (abandon.load(std::memory_order_relaxed)) return;
+            std::this_thread::yield();
+          }
+        }
         std::atomic<std::int64_t>& mine = scattered[static_cast<std::size_t>(band)];
         const std::int64_t base = mine.load(std::memory_order_relaxed);
         if (subs > 1) {
@@ -595,6 +611,7 @@ void scatterRecords(PointSource& points, const GridGeometry& g, int bands, long 
           mine.store(base + static_cast<std::int64_t>(n), std::memory_order_relaxed);
         }
       } catch (...) {
+        abandon = true;  // a worker waiting for the others' slices does not wait for this one
         std::lock_guard lock(m);
         if (!failure) failure = std::current_exception();
         stopping = true;
@@ -627,10 +644,12 @@ void scatterRecords(PointSource& points, const GridGeometry& g, int bands, long 
       // done: it was waited for before k − 1 went out).
       RecordBlock& b = blocks[k % 2];
       b.count = points.nextBlock(b.points.data(), kBlockRecords);
-      for (std::size_t i = 0; i < b.count; ++i) b.records[i] = prepare(b.points[i]);
-      if (split)
-        for (std::size_t i = 0; i < b.count; ++i)
-          b.stop[i] = b.records[i].skipped() ? kNoStop : stopOf(b.records[i]);
+      if (!pure) {
+        for (std::size_t i = 0; i < b.count; ++i) b.records[i] = prepare(b.points[i]);
+        if (split)
+          for (std::size_t i = 0; i < b.count; ++i)
+            b.stop[i] = b.records[i].skipped() ? kNoStop : stopOf(b.records[i]);
+      }
       std::unique_lock lock(m);
       while (published >= 0 && doneWorkers < bands && !stopping) {
         lock.unlock();
@@ -647,6 +666,7 @@ void scatterRecords(PointSource& points, const GridGeometry& g, int bands, long 
       }
       published = k;
       doneWorkers = 0;
+      prepared[k % 2].store(0, std::memory_order_relaxed);  // no worker is on this buffer now
       cv.notify_all();
       lock.unlock();
       pacer.tick(progressValue());
@@ -844,8 +864,9 @@ void plainAccumulation(PointSource& points, const GriddingJob& job, const Griddi
       }
     }
   };
+  // A record's window and its end depend on the record alone.
   scatterRecords(points, g, bandCount(g, job.threads),
-                 subBandRows(g, job.subBandRows, sizeof(NodeSums)), progress, prepare, stopOf,
+                 subBandRows(g, job.subBandRows, sizeof(NodeSums)), true, progress, prepare, stopOf,
                  ahead, visit);
 
   const std::int32_t minPts = set.minNodePoints;
@@ -984,8 +1005,9 @@ void azimuthSearch(PointSource& points, const GriddingJob& job, const GriddingSe
       }
     }
   };
+  // Where a record ends depends on the nodes locked before it: worked out in record order.
   scatterRecords(points, g, bandCount(g, job.threads),
-                 subBandRows(g, job.subBandRows, S * sizeof(SectorEntry)), progress, prepare,
+                 subBandRows(g, job.subBandRows, S * sizeof(SectorEntry)), false, progress, prepare,
                  stopOf, ahead, visit);
 
   // The index of the method list, kept one place behind the list as the tool has it.
