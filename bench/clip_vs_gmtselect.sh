@@ -15,20 +15,12 @@ ROOT=$PWD
 DIR=${BENCH_DIR:-/tmp/sarnoth_bench_clip}
 N=${BENCH_POINTS:-1000000}
 
-need=()
-command -v gmt >/dev/null || need+=(gmt gmt-gshhg-low)
-command -v sqlite3 >/dev/null || need+=(sqlite3)
-[ -x /usr/bin/time ] || need+=(time)
-if [ ${#need[@]} -gt 0 ]; then
-  SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
-  $SUDO apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${need[@]}"
-fi
-
-cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DSARNOTH_BUILD_GUI=OFF \
-  -DSARNOTH_BUILD_TESTS=OFF >/dev/null
-cmake --build build-bench --target sarnoth-cli >/dev/null
-CLI=$ROOT/build-bench/bin/sarnoth-cli
+. bench/peers.sh
+need_tool gmt gmt gmt-gshhg-low
+need_tool sqlite3 sqlite3
+need_time
+install_needed
+CLI=$(release_cli)
 
 mkdir -p "$DIR"
 cd "$DIR"

@@ -18,16 +18,10 @@ ROOT=$PWD
 DIR=${BENCH_DIR:-/tmp/sarnoth_bench_cluster}
 N=${N:-5000}
 
-if ! command -v Rscript >/dev/null; then
-  SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
-  $SUDO apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends r-base-core
-fi
-
-cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DSARNOTH_BUILD_GUI=OFF \
-  -DSARNOTH_BUILD_TESTS=OFF >/dev/null
-cmake --build build-bench --target sarnoth-cli >/dev/null
-CLI=$ROOT/build-bench/bin/sarnoth-cli
+. bench/peers.sh
+need_tool Rscript r-base-core
+install_needed
+CLI=$(release_cli)
 
 mkdir -p "$DIR"
 cd "$DIR"

@@ -10,11 +10,12 @@
 set -euo pipefail
 BUILD=${1:-build}
 CLI=$(realpath "$BUILD/bin/sarnoth-cli")
-need() { command -v "$1" >/dev/null || apt-get install -y "$2" >/dev/null; }
-need gmt gmt
-need gdal_translate gdal-bin
-[ -x /usr/bin/time ] || apt-get install -y time >/dev/null
-command -v bc >/dev/null || apt-get install -y bc >/dev/null
+. "$(dirname "$0")/peers.sh"
+need_tool gmt gmt
+need_tool gdal_translate gdal-bin
+need_tool bc bc
+need_time
+install_needed
 WORK=$(mktemp -d /tmp/sarnoth-fft-bench.XXXXXX)
 trap 'rm -rf "$WORK"' EXIT
 cd "$WORK"

@@ -8,9 +8,9 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 CLI=${1:-build/bin/sarnoth-cli}
 [ -x "$CLI" ] || { echo "build sarnoth-cli first (or pass its path)"; exit 1; }
-if ! command -v gdal_translate >/dev/null 2>&1; then
-  apt-get install -y gdal-bin >/dev/null
-fi
+. bench/peers.sh
+need_tool gdal_translate gdal-bin
+install_needed
 N=${N:-4001}
 W=$(mktemp -d /tmp/sarnoth-grid-bench.XXXXXX)
 trap 'rm -rf "$W"' EXIT

@@ -14,15 +14,10 @@ cd "$(dirname "$0")/.."
 ROOT=$PWD
 DIR=${BENCH_DIR:-/tmp/sarnoth_bench}
 N=${BENCH_POINTS:-1000000}
-if ! command -v sqlite3 >/dev/null; then
-  SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
-  $SUDO apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends sqlite3
-fi
-cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DSARNOTH_BUILD_GUI=OFF \
-  -DSARNOTH_BUILD_TESTS=OFF >/dev/null
-cmake --build build-bench --target sarnoth-cli >/dev/null
-CLI=$ROOT/build-bench/bin/sarnoth-cli
+. bench/peers.sh
+need_tool sqlite3 sqlite3
+install_needed
+CLI=$(release_cli)
 mkdir -p "$DIR"
 cd "$DIR"
 if [ ! -f pts.csv ] || [ "$(wc -l < pts.csv)" -ne $((N + 1)) ] || [ ! -d wa ]; then

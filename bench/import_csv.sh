@@ -9,9 +9,9 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 CLI=${1:-build/bin/sarnoth-cli}
 [ -x "$CLI" ] || { echo "build sarnoth-cli first (or pass its path)"; exit 1; }
-if ! command -v sqlite3 >/dev/null 2>&1; then
-  apt-get install -y sqlite3 >/dev/null
-fi
+. bench/peers.sh
+need_tool sqlite3 sqlite3
+install_needed
 ROWS=${ROWS:-200000}
 W=$(mktemp -d /tmp/sarnoth-import-bench.XXXXXX)
 trap 'rm -rf "$W"' EXIT

@@ -14,19 +14,11 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 BUILD=${1:-build-bench}
-need=()
-command -v sqlite3 >/dev/null || need+=(sqlite3)
-[ -x /usr/bin/time ] || need+=(time)
-if [ ${#need[@]} -gt 0 ]; then
-  SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
-  $SUDO apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${need[@]}"
-fi
-if [ "$BUILD" = build-bench ]; then
-  cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DSARNOTH_BUILD_GUI=OFF \
-    -DSARNOTH_BUILD_TESTS=OFF >/dev/null
-  cmake --build build-bench --target sarnoth-cli >/dev/null
-fi
+. bench/peers.sh
+need_tool sqlite3 sqlite3
+need_time
+install_needed
+[ "$BUILD" = build-bench ] && release_cli >/dev/null
 CLI=$(realpath "$BUILD/bin/sarnoth-cli")
 DIR=${BENCH_DIR:-/tmp/sarnoth_bench_import}
 mkdir -p "$DIR"

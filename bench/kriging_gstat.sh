@@ -15,19 +15,11 @@ cd "$(dirname "$0")/.."
 ROOT=$PWD
 DIR=${BENCH_DIR:-/tmp/sarnoth_bench_krig}
 
-need=()
-Rscript -e 'library(gstat)' >/dev/null 2>&1 || need+=(r-cran-gstat)
-command -v sqlite3 >/dev/null || need+=(sqlite3)
-if [ ${#need[@]} -gt 0 ]; then
-  SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
-  $SUDO apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${need[@]}"
-fi
-
-cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DSARNOTH_BUILD_GUI=OFF \
-  -DSARNOTH_BUILD_TESTS=OFF >/dev/null
-cmake --build build-bench --target sarnoth-cli >/dev/null
-CLI=$ROOT/build-bench/bin/sarnoth-cli
+. bench/peers.sh
+Rscript -e 'library(gstat)' >/dev/null 2>&1 || BENCH_NEEDED+=(r-cran-gstat)
+need_tool sqlite3 sqlite3
+install_needed
+CLI=$(release_cli)
 
 mkdir -p "$DIR"
 cd "$DIR"

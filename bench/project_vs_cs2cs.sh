@@ -13,9 +13,9 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 CLI=$(realpath "${1:-build/bin/sarnoth-cli}")
 [ -x "$CLI" ] || { echo "build sarnoth-cli first (or pass its path)"; exit 1; }
-if ! command -v cs2cs >/dev/null 2>&1; then
-  apt-get install -y proj-bin >/dev/null
-fi
+. bench/peers.sh
+need_tool cs2cs proj-bin
+install_needed
 N=${N:-1000000}
 W=$(mktemp -d /tmp/sarnoth-project-bench.XXXXXX)
 trap 'rm -rf "$W"' EXIT

@@ -9,14 +9,11 @@
 set -euo pipefail
 BUILD=${1:-build}
 CLI=$(realpath "$BUILD/bin/sarnoth-cli")
-need=()
-command -v gdaldem >/dev/null && command -v gdal_translate >/dev/null || need+=(gdal-bin)
-[ -x /usr/bin/time ] || need+=(time)
-if [ ${#need[@]} -gt 0 ]; then
-  SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
-  $SUDO apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq --no-install-recommends "${need[@]}"
-fi
+. "$(dirname "$0")/peers.sh"
+need_tool gdaldem gdal-bin
+need_tool gdal_translate gdal-bin
+need_time
+install_needed
 WORK=$(mktemp -d /tmp/sarnoth-render-bench.XXXXXX)
 trap 'rm -rf "$WORK"' EXIT
 cd "$WORK"

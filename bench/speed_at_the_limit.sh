@@ -16,9 +16,8 @@
 # shared: every part prints the load average it ran under.
 set -euo pipefail
 cd "$(dirname "$0")"
-cmake -S .. -B ../build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DSARNOTH_BUILD_GUI=OFF \
-  -DSARNOTH_BUILD_TESTS=OFF >/dev/null
-cmake --build ../build-bench --target sarnoth-cli >/dev/null
+. ./peers.sh
+release_cli >/dev/null
 echo "== CSV import"
 ./import_numbers.sh
 echo
