@@ -8,6 +8,7 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "workarea/path_resolver.h"
 #include "workarea/session.h"
 #include "workarea/work_area.h"
 
@@ -94,6 +95,14 @@ std::string workPath(const Args& a) {
   if (a.has("workarea")) return withTrailingSeparator(a.get("workarea"));
   StartupResult r = loadSession(executableDir());
   return r.ok ? gWorkPath : std::string();
+}
+
+std::string workGridPath(const std::string& work, const std::string& in) {
+  if (pathExists(in) || work.empty()) return in;
+  const std::string p = work + "Grid_Dat/" + in;
+  if (pathExists(p)) return resolvePath(p);
+  if (pathExists(p + ".grd")) return resolvePath(p + ".grd");
+  return in;
 }
 
 int failWith(const std::string& text) {

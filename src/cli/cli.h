@@ -54,6 +54,11 @@ Args parseArgs(int argc, char** argv, int first);
 // program names. Carries its trailing separator. Empty when neither is there.
 std::string workPath(const Args& a);
 
+// A grid named on the command line: the path as given when there is such a file, else the grid
+// of that name (with or without .grd) in the work area's Grid_Dat; `in` itself when neither is
+// there, for the reader to refuse.
+std::string workGridPath(const std::string& work, const std::string& in);
+
 // Prints a failure text on stderr and returns 1.
 int failWith(const std::string& text);
 

@@ -29,19 +29,6 @@ const char* kUsage =
     "  Grid_Dat; OUT a path, written without a question. The unit factor is --unitf, else UnitF\n"
     "  of the work area, else 1.";
 
-// IN as given, else under the work area's Grid_Dat.
-std::string inputPath(const Args& a, const std::string& in) {
-  std::error_code ec;
-  if (std::filesystem::exists(in, ec)) return in;
-  const std::string work = workPath(a);
-  if (!work.empty()) {
-    const std::string p = work + "Grid_Dat/" + in;
-    if (pathExists(p)) return resolvePath(p);
-    if (pathExists(p + ".grd")) return resolvePath(p + ".grd");
-  }
-  return in;
-}
-
 int runFft(Args& a) {
   using namespace gravmag;
   const std::string in = a.get("grid"), out = a.get("o", a.get("out"));
@@ -72,7 +59,7 @@ int runFft(Args& a) {
   else
     return failWith("unknown --field " + field + " (gg|dt|dz)");
   job.chk = a.has("chk") && a.get("chk") != "0";
-  job.inputPath = inputPath(a, in);
+  job.inputPath = workGridPath(workPath(a), in);
   job.outputPath = out;
   const std::string work = workPath(a);
   job.unitFactor = a.has("unitf") ? static_cast<float>(a.getDouble("unitf", 1.0))

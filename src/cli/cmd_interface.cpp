@@ -24,23 +24,12 @@ const char* kUsage =
     "  --metres-per-unit metres (1: coordinates in metres; 1000 for kilometres). Files are\n"
     "  written without a question.";
 
-std::string inputPath(const Args& a, const std::string& in) {
-  if (pathExists(in)) return in;
-  const std::string work = workPath(a);
-  if (!work.empty()) {
-    const std::string p = work + "Grid_Dat/" + in;
-    if (pathExists(p)) return p;
-    if (pathExists(p + ".grd")) return p + ".grd";
-  }
-  return in;
-}
-
 int runInterface(Args& a) {
   using namespace gravmag;
   const std::string in = a.get("grid"), out = a.get("o", a.get("out"));
   if (in.empty() || out.empty()) return failWith(kUsage);
   InterfaceJob job;
-  job.inputPath = inputPath(a, in);
+  job.inputPath = workGridPath(workPath(a), in);
   job.outputPath = out;
   job.fitPath = a.get("fit");
   InterfaceParams& p = job.params;

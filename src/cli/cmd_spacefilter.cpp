@@ -21,18 +21,6 @@ const char* kUsage =
     "  --par3 is the half-width in nodes of a moving-mean smoothing applied first (0: none).\n"
     "  IN is a path or a grid of the work area's Grid_Dat; OUT a path, written without a question.";
 
-std::string inputPath(const Args& a, const std::string& in) {
-  std::error_code ec;
-  if (std::filesystem::exists(in, ec)) return in;
-  const std::string work = workPath(a);
-  if (!work.empty()) {
-    const std::string p = work + "Grid_Dat/" + in;
-    if (pathExists(p)) return resolvePath(p);
-    if (pathExists(p + ".grd")) return resolvePath(p + ".grd");
-  }
-  return in;
-}
-
 int runSpaceFilter(Args& a) {
   using namespace gravmag;
   const std::string in = a.get("grid"), out = a.get("o", a.get("out"));
@@ -48,7 +36,7 @@ int runSpaceFilter(Args& a) {
   job.par1 = a.get("par1", layout.par[0].text);
   job.par2 = a.get("par2", layout.par[1].text);
   job.par3 = a.get("par3", layout.par[2].text);
-  job.inputPath = inputPath(a, in);
+  job.inputPath = workGridPath(workPath(a), in);
   job.outputPath = out;
   job.threads = static_cast<int>(a.getInt("threads", 0));
   CliProgress progress("spacefilter");

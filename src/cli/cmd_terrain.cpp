@@ -25,15 +25,6 @@ const char* kUsage =
     "  with --ba naming the simple Bouguer anomaly field, the complete Bouguer anomaly to --cba\n"
     "  (CBA). Existing fields are overwritten only with --yes.";
 
-std::string demPath(const std::string& work, const std::string& in) {
-  std::error_code ec;
-  if (std::filesystem::exists(in, ec) || work.empty()) return in;
-  const std::string p = work + "Grid_Dat/" + in;
-  if (pathExists(p)) return resolvePath(p);
-  if (pathExists(p + ".grd")) return resolvePath(p + ".grd");
-  return in;
-}
-
 int runTerrain(Args& a) {
   using namespace gravmag;
   const std::string work = workPath(a);
@@ -45,7 +36,7 @@ int runTerrain(Args& a) {
   job.demPath = a.get("dem");
   if (job.table.empty() || job.xField.empty() || job.yField.empty() || job.demPath.empty())
     return failWith(kUsage);
-  job.demPath = demPath(work, job.demPath);
+  job.demPath = workGridPath(work, job.demPath);
   job.elevationField = a.get("h");
   job.bouguerField = a.get("ba");
   job.params.density = a.getDouble("density", job.params.density);
