@@ -403,8 +403,10 @@ class Pacer {
 // A record may end its scattering early, at the node where it lands exactly (nearest point,
 // inverse distance) or at a node locked by an earlier exact hit (azimuth search); the nodes
 // after that one, in row-by-row order, never see it. A band cannot know what happened in the
-// bands before it, so the reading thread works out, in record order, the node where each record
-// ends (`stop`), and every band leaves out the nodes beyond it.
+// bands before it, so the node where each record ends (`stop`) is worked out before any band
+// scatters it: by the workers together where it depends on the record alone, by the reading
+// thread in record order where it depends on the records before (locked nodes). Every band then
+// leaves out the nodes beyond it.
 
 constexpr std::size_t kNoStop = SIZE_MAX;
 // Records read at a time. Large enough that a sub-band's nodes are written a few times over while
@@ -412,7 +414,7 @@ constexpr std::size_t kNoStop = SIZE_MAX;
 constexpr std::size_t kBlockRecords = 131072;
 
 // A record as the workers take it: its value capped, its position reduced to the grid origin,
-// its search window clipped to the grid, worked out once on the reading thread. A skipped
+// its search window clipped to the grid, worked out once before the bands scatter it. A skipped
 // record (a null value) has an empty window.
 struct Prepared {
   float x, y, v;
