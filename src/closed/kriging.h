@@ -48,10 +48,11 @@
 // How it is solved and how exact it is
 //   The kriging system in covariance form, C(h) = c0 + c − γ(h), [C F; Fᵀ 0][λ; m] = [c₀; f₀],
 //   is built in double precision with the drift terms in coordinates centred on the node and
-//   scaled by the search distance (the span of the drift does not change), and solved by LU with
-//   partial pivoting; a system that LU finds singular (coincident points) is solved by a complete
-//   orthogonal decomposition. Results agree with gstat's krige to about 1e-6 relative when the
-//   neighbour sets agree. Nodes are independent and computed in row bands on all cores; the
+//   scaled by the search distance (the span of the drift does not change), and solved through
+//   the Cholesky factor of C and the Schur complement of the drift; a system whose factor has a
+//   vanishing pivot (coincident points without nugget) or whose residual is not small is solved
+//   by a complete orthogonal decomposition. Results agree with gstat's krige to about 1e-6
+//   relative when the neighbour sets agree (2e-7 on the 20,000-point benchmark). Nodes are independent and computed in row bands on all cores; the
 //   result does not depend on the number of threads.
 #pragma once
 
