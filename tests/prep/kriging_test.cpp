@@ -97,6 +97,25 @@ TEST(Kriging, ExactAtDataPoints) {
   }
 }
 
+// A smooth field fits without nugget, so a sample given twice at one place makes the system
+// singular wherever both copies are among the neighbours: those nodes go through the careful
+// decomposition, stay finite and still honour the sample where it lies on a node.
+TEST(Kriging, ASampleGivenTwiceAtOnePlaceIsStillHonoured) {
+  Layout l = randomLayout(
+      70, [](float x, float y) { return 0.05f * x * x + 0.3f * y; }, 11);
+  l.add(30, 40, 80.0f);
+  l.add(30, 40, 80.0f);
+  l.add(70, 70, 260.0f);
+  l.add(70, 70, 260.0f);
+  std::vector<krig::FittedVariogram> vg;
+  const std::vector<float> g = krige(l, 1, {0}, 8, &vg);
+  ASSERT_FALSE(vg.empty());
+  ASSERT_EQ(vg[0].nugget, 0.0);
+  for (std::size_t k = 0; k < 121; ++k) ASSERT_TRUE(std::isfinite(g[k])) << k;
+  EXPECT_NEAR(g[4 * 11 + 3], 80.0f, 1e-3);
+  EXPECT_NEAR(g[7 * 11 + 7], 260.0f, 1e-3);
+}
+
 TEST(Kriging, LognormalBackTransformIsUnbiasedForAPureNugget) {
   // Values exp(N(0, 1)) without spatial structure: the fitted model is (almost) a pure nugget,
   // and the back-transformed estimates average near the true mean exp(1/2), while exp of the
