@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "datatools/forms/data_form_support.h"
 #include "workarea/session.h"
 #include "workarea/work_area.h"
 
@@ -127,6 +128,29 @@ class ModalScript {
   std::vector<Step> steps_;
   std::size_t next_ = 0;
   QTimer timer_;
+};
+
+// Answers the open dialogs from a queue (an empty answer once it runs out) and records their
+// titles, filters and start directories.
+struct ScriptedOpen {
+  explicit ScriptedOpen(std::vector<std::string> answers) : answers_(std::move(answers)) {
+    previous_ = gui::setOpenDialogHandler(
+        [this](const std::string& title, const std::string& filter, const std::string& dir) {
+          titles.push_back(title);
+          filters.push_back(filter);
+          dirs.push_back(dir);
+          return next_ < answers_.size() ? answers_[next_++] : std::string();
+        });
+  }
+  ~ScriptedOpen() { gui::setOpenDialogHandler(previous_); }
+  ScriptedOpen(const ScriptedOpen&) = delete;
+  ScriptedOpen& operator=(const ScriptedOpen&) = delete;
+  std::vector<std::string> titles, filters, dirs;
+
+ private:
+  std::vector<std::string> answers_;
+  std::size_t next_ = 0;
+  gui::FileDialogHandler previous_;
 };
 
 }  // namespace sarnoth::testing

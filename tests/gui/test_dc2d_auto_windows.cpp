@@ -36,23 +36,7 @@ class Dc2dAutoWindows : public testing::SessionFixture {
   std::string prof;
 };
 
-struct ScriptedOpen {
-  explicit ScriptedOpen(std::vector<std::string> answers) : answers_(std::move(answers)) {
-    previous_ = setOpenDialogHandler(
-        [this](const std::string& title, const std::string& filter, const std::string&) {
-          titles.push_back(title);
-          filters.push_back(filter);
-          return next_ < answers_.size() ? answers_[next_++] : std::string();
-        });
-  }
-  ~ScriptedOpen() { setOpenDialogHandler(previous_); }
-  std::vector<std::string> titles, filters;
-
- private:
-  std::vector<std::string> answers_;
-  std::size_t next_ = 0;
-  FileDialogHandler previous_;
-};
+using sarnoth::testing::ScriptedOpen;
 
 bool exists(const std::string& p) { return std::filesystem::exists(p); }
 std::string readWhole(const std::string& p) {

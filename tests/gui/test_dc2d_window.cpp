@@ -31,24 +31,7 @@ class Dc2dWindow : public testing::SessionFixture {
   }
 };
 
-struct ScriptedOpen {
-  explicit ScriptedOpen(std::vector<std::string> answers) : answers_(std::move(answers)) {
-    previous_ = setOpenDialogHandler(
-        [this](const std::string& title, const std::string& filter, const std::string& dir) {
-          titles.push_back(title);
-          filters.push_back(filter);
-          dirs.push_back(dir);
-          return next_ < answers_.size() ? answers_[next_++] : std::string();
-        });
-  }
-  ~ScriptedOpen() { setOpenDialogHandler(previous_); }
-  std::vector<std::string> titles, filters, dirs;
-
- private:
-  std::vector<std::string> answers_;
-  std::size_t next_ = 0;
-  FileDialogHandler previous_;
-};
+using sarnoth::testing::ScriptedOpen;
 
 bool enabled(QWidget& w, const char* action) {
   auto* a = w.findChild<QAction*>(action);

@@ -32,23 +32,7 @@ namespace {
 
 using namespace sarnoth::gravmag;
 
-struct ScriptedOpen {
-  explicit ScriptedOpen(std::vector<std::string> answers) : answers_(std::move(answers)) {
-    previous_ = setOpenDialogHandler(
-        [this](const std::string& title, const std::string&, const std::string& dir) {
-          titles.push_back(title);
-          dirs.push_back(dir);
-          return next_ < answers_.size() ? answers_[next_++] : std::string();
-        });
-  }
-  ~ScriptedOpen() { setOpenDialogHandler(previous_); }
-  std::vector<std::string> titles, dirs;
-
- private:
-  std::vector<std::string> answers_;
-  std::size_t next_ = 0;
-  FileDialogHandler previous_;
-};
+using sarnoth::testing::ScriptedOpen;
 
 class DepthWindow : public sarnoth::testing::SessionFixture {
  protected:
