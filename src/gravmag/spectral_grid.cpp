@@ -335,7 +335,7 @@ void restoreNulls(const std::vector<float>& orig, std::vector<float>& result, fl
   zMax = -1e20f;
   zMin = 1e20f;
   for (std::size_t i = 0; i < orig.size() && i < result.size(); ++i) {
-    if (-1e30f <= orig[i]) {
+    if (isDataFrom(orig[i], -1e30f)) {
       zMax = std::max(zMax, result[i]);
       zMin = std::min(zMin, result[i]);
     } else {

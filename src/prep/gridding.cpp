@@ -1003,7 +1003,7 @@ void azimuthSearch(PointSource& points, const GriddingJob& job, const GriddingSe
         if (sx == 0) continue;
         const int s = rule.lookup(sx, sy);
         SectorEntry& e = sector[k0 + static_cast<std::size_t>(s)];
-        if (!(e.value >= -1e30f) || d < e.distance) e = {v, d};
+        if (!isDataFrom(e.value, -1e30f) || d < e.distance) e = {v, d};
       }
     }
   };
@@ -1025,7 +1025,7 @@ void azimuthSearch(PointSource& points, const GriddingJob& job, const GriddingSe
       float num = 0, den = 0;
       for (int s = 0; s < S; ++s) {
         const float sv = sector[k0 + s].value;
-        if (!(sv >= -1e30f)) continue;
+        if (!isDataFrom(sv, -1e30f)) continue;
         const float sd = sector[k0 + s].distance;
         ++filled;
         if (index == 1) {
@@ -1117,7 +1117,7 @@ void krigingGridding(PointSource& points, const GriddingJob& job, const Gridding
       pacer.tick(rec);
       for (std::size_t i = 0; i < got; ++i) {
         ScatterPoint p = block[i];
-        if (p.x >= -1e30f && p.y >= -1e30f && p.v >= -1e30f) {
+        if (isDataFrom(p.x, -1e30f) && isDataFrom(p.y, -1e30f) && isDataFrom(p.v, -1e30f)) {
           if (job.settingsChecked && p.v > set.highValueCap) p.v = set.highValueCap;
           pts.push_back(p);
         }

@@ -22,6 +22,9 @@ inline bool isExactNull(float v) { return v == NULL_VALUE; }
 inline bool isDataValue(double v) { return v > -1e30; }
 // "value > limit counts as data" for the tools that use another limit (-1E+31 … -1E+37).
 inline bool isDataAbove(double v, double limit) { return v > limit; }
+// "value >= limit counts as data" for the tools whose test keeps the limit itself (the azimuth
+// search and median gridding, the spectral statistics: -1E+30 as a single is data there).
+inline bool isDataFrom(double v, double limit) { return v >= limit; }
 
 inline std::uint32_t floatBits(float v) {
   std::uint32_t u;
