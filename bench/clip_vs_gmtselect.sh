@@ -53,24 +53,11 @@ if [ ! -f pts.csv ] || [ "$(wc -l < pts.csv)" -ne $((N + 1)) ]; then
     >/dev/null
 fi
 
-best() {  # best wall time of three runs of "$@", in seconds
-  local b=""
-  for _ in 1 2 3; do
-    local s e t
-    s=$(date +%s.%N)
-    "$@" >/dev/null 2>&1
-    e=$(date +%s.%N)
-    t=$(echo "$e - $s" | bc -l)
-    if [ -z "$b" ] || [ "$(echo "$t < $b" | bc -l)" -eq 1 ]; then b=$t; fi
-  done
-  printf "%.2f" "$b"
-}
-
 SAR=("$CLI" clip table --workarea wa --table pts --x x --y y --vars v --gph polys.gph --name cut
      --yes)
 echo "$N points, 100 polygons x 200 vertices ($(nproc) cores, load $(cut -d' ' -f1 /proc/loadavg))"
-ts=$(best "${SAR[@]}")
-tg=$(best sh -c "gmt gmtselect pts.xyz -Fpolys.gmt > gmt_inside.xyz")
+ts=$(best_wall "${SAR[@]}")
+tg=$(best_wall sh -c "gmt gmtselect pts.xyz -Fpolys.gmt > gmt_inside.xyz")
 kept=$("${SAR[@]}" 2>/dev/null | awk '/^kept:/ { print $2 }')
 printf "%-34s %7s s   kept %s\n" "sarnoth-cli clip table" "$ts" "$kept"
 printf "%-34s %7s s   kept %s\n" "gmt gmtselect -F" "$tg" "$(wc -l < gmt_inside.xyz)"

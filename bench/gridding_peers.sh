@@ -26,15 +26,9 @@ CLI=$(release_cli)
 
 mkdir -p "$DIR"
 cd "$DIR"
-if [ ! -f pts.csv ] || [ "$(wc -l < pts.csv)" -ne $((N + 1)) ] || [ ! -f pts.xyz ] ||
-   [ ! -f pts.vrt ] || [ ! -d wa ]; then
-  echo "making $N points"
-  awk -v n="$N" 'BEGIN { srand(20240601); print "x,y,v";
-    for (i = 0; i < n; i++) { x = rand() * 1000; y = rand() * 1000;
-      v = 100 + 50 * sin(x / 97) * cos(y / 131) + 10 * rand();
-      printf "%.4f,%.4f,%.4f\n", x, y, v } }' > pts.csv
-  tail -n +2 pts.csv | tr ',' '\t' > pts.xyz
-  cat > pts.vrt <<'VRT'
+gridding_points "$N" "$CLI"
+[ -f pts.xyz ] && [ pts.xyz -nt pts.csv ] || tail -n +2 pts.csv | tr ',' '\t' > pts.xyz
+cat > pts.vrt <<'VRT'
 <OGRVRTDataSource>
   <OGRVRTLayer name="pts">
     <SrcDataSource>pts.csv</SrcDataSource>
@@ -43,24 +37,6 @@ if [ ! -f pts.csv ] || [ "$(wc -l < pts.csv)" -ne $((N + 1)) ] || [ ! -f pts.xyz
   </OGRVRTLayer>
 </OGRVRTDataSource>
 VRT
-  rm -rf wa
-  "$CLI" workarea create wa >/dev/null
-  sqlite3 wa/Qury_Dat/QueryDB.sqlite "CREATE TABLE [pts] ([x] SINGLE, [y] SINGLE, [v] SINGLE);" \
-    ".import --csv --skip 1 pts.csv pts"
-fi
-
-best() {  # best wall time of three runs of "$@", in seconds
-  local b=""
-  for _ in 1 2 3; do
-    local s e t
-    s=$(date +%s.%N)
-    "$@" >/dev/null 2>&1
-    e=$(date +%s.%N)
-    t=$(echo "$e - $s" | bc -l)
-    if [ -z "$b" ] || [ "$(echo "$t < $b" | bc -l)" -eq 1 ]; then b=$t; fi
-  done
-  printf "%.2f" "$b"
-}
 
 SAR=("$CLI" gridding --workarea wa --table pts --x x --y y --value v --extent 0,1000,0,1000
      --dx 1 --radius 2.5 --yes)
@@ -71,19 +47,19 @@ row() {  # label sarnoth-time peer-label peer-time
 }
 
 echo "$N points onto 1001 x 1001, radius 2.5 cells ($(nproc) cores, load $(cut -d' ' -f1 /proc/loadavg))"
-t1=$(best "${SAR[@]}" --method mean -o b_mean)
-p1=$(best "${GD[@]}" -a average:radius1=2.5:radius2=2.5:min_points=3 pts.vrt gdal_avg.tif)
+t1=$(best_wall "${SAR[@]}" --method mean -o b_mean)
+p1=$(best_wall "${GD[@]}" -a average:radius1=2.5:radius2=2.5:min_points=3 pts.vrt gdal_avg.tif)
 row "sarnoth mean" "$t1" "gdal_grid -a average (min 3)" "$p1"
-t2=$(best "${SAR[@]}" --method idw --par 2 -o b_idw)
-p2=$(best "${GD[@]}" -a invdistnn:power=2:radius=2.5:max_points=1000:min_points=3 pts.vrt gdal_idw.tif)
+t2=$(best_wall "${SAR[@]}" --method idw --par 2 -o b_idw)
+p2=$(best_wall "${GD[@]}" -a invdistnn:power=2:radius=2.5:max_points=1000:min_points=3 pts.vrt gdal_idw.tif)
 row "sarnoth idw" "$t2" "gdal_grid -a invdistnn (power 2, min 3)" "$p2"
-t3=$(best "${SAR[@]}" --method nearest -o b_near)
-p3=$(best gmt nearneighbor pts.xyz -R0/1000/0/1000 -I1 -S2.5 -N1 -Ggmt_n1.nc)
+t3=$(best_wall "${SAR[@]}" --method nearest -o b_near)
+p3=$(best_wall gmt nearneighbor pts.xyz -R0/1000/0/1000 -I1 -S2.5 -N1 -Ggmt_n1.nc)
 row "sarnoth nearest" "$t3" "gmt nearneighbor -N1" "$p3"
-t4=$(best "${SAR[@]}" --method mean --sectors 8 -o b_az8)
-p4=$(best gmt nearneighbor pts.xyz -R0/1000/0/1000 -I1 -S2.5 -N8+m3 -Ggmt_n8.nc)
+t4=$(best_wall "${SAR[@]}" --method mean --sectors 8 -o b_az8)
+p4=$(best_wall gmt nearneighbor pts.xyz -R0/1000/0/1000 -I1 -S2.5 -N8+m3 -Ggmt_n8.nc)
 row "sarnoth azimuth 8" "$t4" "gmt nearneighbor -N8+m3" "$p4"
 for m in exp sum median; do
-  t=$(best "${SAR[@]}" --method "$m" -o "b_$m")
+  t=$(best_wall "${SAR[@]}" --method "$m" -o "b_$m")
   printf "%-22s %7s s\n" "sarnoth $m" "$t"
 done

@@ -20,36 +20,14 @@ install_needed
 CLI=$(release_cli)
 mkdir -p "$DIR"
 cd "$DIR"
-if [ ! -f pts.csv ] || [ "$(wc -l < pts.csv)" -ne $((N + 1)) ] || [ ! -d wa ]; then
-  echo "making $N points"
-  awk -v n="$N" 'BEGIN { srand(20240601); print "x,y,v";
-    for (i = 0; i < n; i++) { x = rand() * 1000; y = rand() * 1000;
-      v = 100 + 50 * sin(x / 97) * cos(y / 131) + 10 * rand();
-      printf "%.4f,%.4f,%.4f\n", x, y, v } }' > pts.csv
-  rm -rf wa
-  "$CLI" workarea create wa >/dev/null
-  sqlite3 wa/Qury_Dat/QueryDB.sqlite "CREATE TABLE [pts] ([x] SINGLE, [y] SINGLE, [v] SINGLE);" \
-    ".import --csv --skip 1 pts.csv pts"
-fi
-best() {  # best wall time of three runs of "$@", in seconds
-  local b=""
-  for _ in 1 2 3; do
-    local s e t
-    s=$(date +%s.%N)
-    "$@" >/dev/null 2>&1
-    e=$(date +%s.%N)
-    t=$(echo "$e - $s" | bc -l)
-    if [ -z "$b" ] || [ "$(echo "$t < $b" | bc -l)" -eq 1 ]; then b=$t; fi
-  done
-  printf "%.3f" "$b"
-}
+gridding_points "$N" "$CLI"
 SAR=("$CLI" gridding --workarea wa --table pts --x x --y y --value v --extent 0,1000,0,1000
      --dx 1 --radius 2.5 --yes)
 echo "$N points onto 1001 x 1001, radius 2.5 cells ($(nproc) cores, load $(cut -d' ' -f1 /proc/loadavg))"
 printf "%-12s %12s %12s %9s %10s\n" method "1 thread" "all cores" speed-up identical
 for m in mean idw; do
-  t1=$(best "${SAR[@]}" --method "$m" --threads 1 -o "t1_$m")
-  tn=$(best "${SAR[@]}" --method "$m" -o "tn_$m")
+  t1=$(BEST_PLACES=3 best_wall "${SAR[@]}" --method "$m" --threads 1 -o "t1_$m")
+  tn=$(BEST_PLACES=3 best_wall "${SAR[@]}" --method "$m" -o "tn_$m")
   if cmp -s "wa/Grid_dat/t1_$m.grd" "wa/Grid_dat/tn_$m.grd"; then same=yes; else same=NO; fi
   goal=$( [ "$(echo "$tn < 0.35" | bc -l)" = 1 ] && echo "under 0.35 s" || echo "OVER 0.35 s")
   printf "%-12s %10s s %10s s %8.2fx %10s   %s\n" "$m" "$t1" "$tn" "$(echo "$t1 / $tn" | bc -l)" \

@@ -43,24 +43,11 @@ if [ ! -f pts.txt ] || [ "$(wc -l < pts.txt)" -ne "$N" ]; then
     print "#ENDDATA#\r" > "pts.dat" }'
 fi
 
-best() {  # best wall time of three runs of "$@", in seconds
-  local b=""
-  for _ in 1 2 3; do
-    local s e t
-    s=$(date +%s.%N)
-    "$@" >/dev/null 2>&1
-    e=$(date +%s.%N)
-    t=$(echo "$e - $s" | bc -l)
-    if [ -z "$b" ] || [ "$(echo "$t < $b" | bc -l)" -eq 1 ]; then b=$t; fi
-  done
-  printf "%.2f" "$b"
-}
-
 SAR=("$CLI" igrf --file pts.dat -o res.dat --generation 14)
 GMT=(sh -c "gmt mgd77magref pts.txt -A+y -Fxyzhtdi/0 --FORMAT_FLOAT_OUT=%.3f > gmt.txt")
 echo "$N points ($(nproc) cores, load $(cut -d' ' -f1 /proc/loadavg))"
-ts=$(best "${SAR[@]}")
-tg=$(best "${GMT[@]}")
+ts=$(best_wall "${SAR[@]}")
+tg=$(best_wall "${GMT[@]}")
 printf "%-40s %7s s\n" "sarnoth-cli igrf --file (IGRF 14th)" "$ts"
 printf "%-40s %7s s\n" "gmt mgd77magref -Fxyzhtdi/0 (IGRF 13th)" "$tg"
 printf "ratio (gmt / sarnoth)                    %7.1fx\n" "$(echo "$tg / $ts" | bc -l)"
