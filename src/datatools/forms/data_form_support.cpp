@@ -2,9 +2,11 @@
 
 #include <QApplication>
 #include <QFileDialog>
+#include <QFontDatabase>
 #include <QHeaderView>
 #include <QProgressBar>
 #include <QTableWidget>
+#include <QTextEdit>
 #include <algorithm>
 #include <filesystem>
 
@@ -16,6 +18,14 @@ namespace sarnoth::gui {
 
 BusyCursor::BusyCursor() { QApplication::setOverrideCursor(Qt::WaitCursor); }
 BusyCursor::~BusyCursor() { QApplication::restoreOverrideCursor(); }
+
+QTextEdit* reportBox(QWidget* parent, const char* objectName) {
+  auto* box = named(new QTextEdit(parent), objectName);
+  box->setReadOnly(true);
+  box->setLineWrapMode(QTextEdit::NoWrap);
+  box->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+  return box;
+}
 namespace {
 
 FileDialogHandler& openHandler() {

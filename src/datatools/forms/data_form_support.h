@@ -14,6 +14,7 @@
 
 class QProgressBar;
 class QTableWidget;
+class QTextEdit;
 class QWidget;
 
 namespace sarnoth::gui {
@@ -53,6 +54,9 @@ bool workAreaReachable(QWidget* parent);
 // Header and rows of text into a table widget (read-only cells).
 void fillTableWidget(QTableWidget* t, const std::vector<std::string>& header,
                      const std::vector<std::vector<std::string>>& rows);
+
+// The read-only report box of a tool window: text in columns, so a fixed font and no wrapping.
+QTextEdit* reportBox(QWidget* parent, const char* objectName);
 
 // A caption or message written in the source as UTF-8.
 inline QString u8(const char* s) { return QString::fromUtf8(s); }

@@ -51,9 +51,7 @@ FrmDJZBPB::FrmDJZBPB(QWidget* parent) : QDialog(parent) {
   txtLevel = named(new QLineEdit(this), "txtLevel");
   txtLevel->setPlaceholderText(u8("如: (1,2),(3)"));
   txtLevel->setEnabled(false);
-  rtbText = named(new QTextEdit(this), "rtbText");
-  rtbText->setReadOnly(true);
-  rtbText->setLineWrapMode(QTextEdit::NoWrap);
+  rtbText = reportBox(this, "rtbText");
   prbSpeed = named(new QProgressBar(this), "prbSpeed");
   btnApply = named(new QPushButton(u8("判别计算(&A)"), this), "btnApply");
   btnSave = named(new QPushButton(u8("保存结果(&S)"), this), "btnSave");

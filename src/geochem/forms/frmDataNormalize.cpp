@@ -55,10 +55,7 @@ frmDataNormalize::frmDataNormalize(QWidget* parent) : QDialog(parent) {
   ml->addWidget(new QLabel(u8("Box-Cox 参数 λ"), methods), 7, 0);
   ml->addWidget(txtLambda, 7, 1);
 
-  rchBox = named(new QTextEdit(this), "rchBox");
-  rchBox->setReadOnly(true);
-  rchBox->setLineWrapMode(QTextEdit::NoWrap);
-  rchBox->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+  rchBox = reportBox(this, "rchBox");
   prgBar = named(new QProgressBar(this), "prgBar");
   btnApply = named(new QPushButton(u8("计算(&A)"), this), "btnApply");
   btnViewData = named(new QPushButton(u8("数据浏览(&V)"), this), "btnViewData");

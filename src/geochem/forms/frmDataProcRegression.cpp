@@ -52,9 +52,7 @@ frmDataProcRegression::frmDataProcRegression(QWidget* parent) : QDialog(parent) 
   cboJZ = named(new QComboBox(this), "cboJZ");
   for (const auto& s : geochem::orthogonalSchemeCaptions()) cboJZ->addItem(qs(s));
   txtJZ = named(new QLineEdit(u8("0.2"), this), "txtJZ");
-  rtbText = named(new QTextEdit(this), "rtbText");
-  rtbText->setReadOnly(true);
-  rtbText->setLineWrapMode(QTextEdit::NoWrap);
+  rtbText = reportBox(this, "rtbText");
   picDraw = named(new ChartView(this), "picDraw");
   picDraw->setMinimumSize(360, 280);
   picDraw->setContextMenuPolicy(Qt::CustomContextMenu);

@@ -79,10 +79,7 @@ frmDataProcess::frmDataProcess(QWidget* parent) : QDialog(parent) {
   optIndex[0]->setChecked(true);
   txtNewField = named(new QLineEdit("SumIndex", this), "txtNewField");
 
-  rchBox = named(new QTextEdit(this), "rchBox");
-  rchBox->setReadOnly(true);
-  rchBox->setLineWrapMode(QTextEdit::NoWrap);
-  rchBox->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+  rchBox = reportBox(this, "rchBox");
   prgBar = named(new QProgressBar(this), "prgBar");
   btnApply = named(new QPushButton(u8("叠加计算(&A)"), this), "btnApply");
   btnViewData = named(new QPushButton(u8("数据浏览(&V)"), this), "btnViewData");

@@ -37,9 +37,7 @@ frmDataTrens::frmDataTrens(QWidget* parent) : QDialog(parent) {
   chkGridR = named(new QCheckBox(u8("剩余值网格化"), this), "chkGridR");
   txtDX = named(new QLineEdit(this), "txtDX");
   txtDX->setPlaceholderText(u8("自动"));
-  rtbText = named(new QTextEdit(this), "rtbText");
-  rtbText->setReadOnly(true);
-  rtbText->setLineWrapMode(QTextEdit::NoWrap);
+  rtbText = reportBox(this, "rtbText");
   prbSpeed = named(new QProgressBar(this), "prbSpeed");
   btnApply = named(new QPushButton(u8("趋势分析(&A)"), this), "btnApply");
   btnImg = named(new QPushButton(u8("结果浏览(&P)"), this), "btnImg");

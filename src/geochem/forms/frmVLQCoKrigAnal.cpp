@@ -118,9 +118,7 @@ frmVLQCoKrigAnal::frmVLQCoKrigAnal(QWidget* parent) : QDialog(parent) {
 
   // --- both
   txtFileOut = named(new QLineEdit(this), "txtFileOut");
-  rtbText = named(new QTextEdit(this), "rtbText");
-  rtbText->setReadOnly(true);
-  rtbText->setLineWrapMode(QTextEdit::NoWrap);
+  rtbText = reportBox(this, "rtbText");
   picDraw = named(new ChartView(this), "picDraw");
   picDraw->setMinimumSize(360, 280);
   prbSpeed = named(new QProgressBar(this), "prbSpeed");
