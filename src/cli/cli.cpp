@@ -105,6 +105,12 @@ std::string workGridPath(const std::string& work, const std::string& in) {
   return in;
 }
 
+Database openWorkTable(const std::string& work, const std::string& table) {
+  Database db = openWorkDatabase(work);
+  if (!db.tableExists(table)) throw StoreError("数据表不存在: " + table);
+  return db;
+}
+
 int failWith(const std::string& text) {
   std::cerr << text << "\n";
   return 1;

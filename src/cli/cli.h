@@ -17,6 +17,7 @@
 
 #include "workarea/interaction.h"
 #include "workarea/progress.h"
+#include "workarea/table_store.h"
 
 namespace sarnoth::cli {
 
@@ -58,6 +59,9 @@ std::string workPath(const Args& a);
 // of that name (with or without .grd) in the work area's Grid_Dat; `in` itself when neither is
 // there, for the reader to refuse.
 std::string workGridPath(const std::string& work, const std::string& in);
+
+// The work area's store with `table` in it; StoreError "数据表不存在: TABLE" when it is not there.
+Database openWorkTable(const std::string& work, const std::string& table);
 
 // Prints a failure text on stderr and returns 1.
 int failWith(const std::string& text);

@@ -86,8 +86,7 @@ int runAnomalyCommand(Args& a) {
   job.percent = static_cast<int>(std::nearbyint(std::clamp(*p, -1e6, 1e6)));
   AnomalyRunResult r;
   try {
-    Database db = openWorkDatabase(work);
-    if (!db.tableExists(job.table)) return failWith("数据表不存在: " + job.table);
+    Database db = openWorkTable(work, job.table);
     r = runAnomaly(db, job);
   } catch (const StoreError& e) {
     return failWith(e.what());

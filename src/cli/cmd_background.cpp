@@ -40,8 +40,7 @@ int runBackground(Args& a) {
   job.parFile = a.get("par");
   if (a.has("single")) job.precision = gravmag::TrendPrecision::Single;
   try {
-    Database db = openWorkDatabase(work);
-    if (!db.tableExists(job.table)) return failWith("数据表不存在: " + job.table);
+    Database db = openWorkTable(work, job.table);
     CliInteraction ui(a);
     CliProgress progress("background");
     gravmag::TrendReport report;

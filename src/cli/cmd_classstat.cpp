@@ -45,8 +45,7 @@ int runClassStat(Args& a) {
   job.save = a.has("save");
   job.newTable = a.get("save", "StatTbl");
   try {
-    Database db = openWorkDatabase(work);
-    if (!db.tableExists(job.table)) return failWith("数据表不存在: " + job.table);
+    Database db = openWorkTable(work, job.table);
     std::vector<FieldDef> fields = db.fields(job.table);
     for (const FieldDef& f : fields)
       if (f.name == job.classField) job.classIsText = geochem::classFieldKind(f) == "TEXT";

@@ -40,8 +40,7 @@ int runCluster(Args& a) {
   if (job.isim < 1 || job.isim > 3) return failWith("--measure takes 1, 2 or 3");
   job.outputFile = a.get("out", work + geochem::kClusterReportFile);
   try {
-    Database db = openWorkDatabase(work);
-    if (!db.tableExists(job.table)) return failWith("数据表不存在: " + job.table);
+    Database db = openWorkTable(work, job.table);
     if (a.has("all")) {
       for (const FieldDef& f : db.fields(job.table))
         if (f.isNumeric()) job.fields.push_back(f.name);

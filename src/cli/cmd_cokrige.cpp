@@ -52,8 +52,7 @@ int runCoKrige(Args& a) {
   job.range = a.getDouble("range", 0);
   job.crossValidate = !a.has("no-cv");
   try {
-    Database db = openWorkDatabase(work);
-    if (!db.tableExists(job.table)) return failWith("数据表不存在: " + job.table);
+    Database db = openWorkTable(work, job.table);
     // The extent: given, or the box of the samples.
     double x0 = 0, x1 = 0, y0 = 0, y1 = 0;
     if (a.has("extent")) {

@@ -47,8 +47,7 @@ int runDiscriminate(Args& a) {
   }
   if (job.modelTable.empty()) return failWith(kUsage);
   try {
-    Database db = openWorkDatabase(work);
-    if (!db.tableExists(job.modelTable)) return failWith("数据表不存在: " + job.modelTable);
+    Database db = openWorkTable(work, job.modelTable);
     if (!job.predictionTable.empty() && !db.tableExists(job.predictionTable))
       return failWith("数据表不存在: " + job.predictionTable);
     CliProgress progress("discriminate");

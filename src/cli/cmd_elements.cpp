@@ -96,8 +96,7 @@ int runSuperposeCommand(Args& a) {
   if (!parseEstimate(a.get("estimate", "normal"), estimate))
     return failWith("unknown --estimate: " + a.get("estimate"));
   try {
-    Database db = openWorkDatabase(work);
-    if (!db.tableExists(job.table)) return failWith("数据表不存在: " + job.table);
+    Database db = openWorkTable(work, job.table);
     job.elements = geochem::superposeParameters(db, job.table, names, estimate);
     for (const char* opt : {"weights", "background", "threshold"}) {
       if (!a.has(opt)) continue;
@@ -151,8 +150,7 @@ int runNormaliseCommand(Args& a) {
     job.lambda = l;
   }
   try {
-    Database db = openWorkDatabase(work);
-    if (!db.tableExists(job.table)) return failWith("数据表不存在: " + job.table);
+    Database db = openWorkTable(work, job.table);
     CliInteraction ui(a);
     CliProgress progress("normalise");
     const geochem::NormaliseResult r = geochem::runNormalise(db, job, ui, progress);

@@ -93,8 +93,7 @@ int runGriddingCommand(Args& a) {
   if (job.threads < 0 || job.threads > 64) return failWith("--threads takes 0 to 64");
 
   try {
-    Database db = openWorkDatabase(work);
-    if (!db.tableExists(table)) return failWith("数据表不存在: " + table);
+    Database db = openWorkTable(work, table);
     FieldChoice fc = chooseGridFields(db.fields(table));
     if (!fc.outcome) return failWith(fc.outcome.message);
     job.xField = a.get("x", fc.numericFields[static_cast<std::size_t>(fc.x)]);

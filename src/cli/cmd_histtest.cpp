@@ -59,8 +59,7 @@ int runHistTest(Args& a) {
     return failWith("--size takes WxH between 100 and 20000");
   geochem::DistributionResult r;
   try {
-    Database db = openWorkDatabase(work);
-    if (!db.tableExists(job.table)) return failWith("数据表不存在: " + job.table);
+    Database db = openWorkTable(work, job.table);
     r = geochem::runDistributionTest(db, job);
   } catch (const StoreError& e) {
     return failWith(e.what());

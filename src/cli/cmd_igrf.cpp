@@ -159,8 +159,7 @@ int runReduce(Args& a) {
   job.generation = gen;
   job.threads = threads;
   try {
-    Database db = openWorkDatabase(work);
-    if (!db.tableExists(job.table)) return failWith("数据表不存在: " + job.table);
+    Database db = openWorkTable(work, job.table);
     CliInteraction ui(a);
     IgrfReductionReport report;
     Outcome o = reduceTableByIgrf(db, job, ui, report, progress);

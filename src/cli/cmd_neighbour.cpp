@@ -54,8 +54,7 @@ int runNeighbour(Args& a) {
   if (a.has("threads") && !wholeNumber(a.get("threads"), 1, 64, job.threads))
     return failWith("--threads takes 1 to 64");
   try {
-    Database db = openWorkDatabase(work);
-    if (!db.tableExists(job.table)) return failWith("数据表不存在: " + job.table);
+    Database db = openWorkTable(work, job.table);
     CliInteraction ui(a);
     CliProgress progress("neighbour");
     const Outcome o = geochem::runNeighbourAnalysis(db, job, ui, progress);

@@ -58,8 +58,7 @@ int runRegress(Args& a) {
   job.scheme = a.get("scheme", "1") == "2" ? 1 : 0;
   job.cutText = a.get("cut", "0.2");
   try {
-    Database db = openWorkDatabase(work);
-    if (!db.tableExists(job.table)) return failWith("数据表不存在: " + job.table);
+    Database db = openWorkTable(work, job.table);
     std::vector<std::string> lines;
     CliProgress progress("regress");
     Outcome o =

@@ -39,8 +39,7 @@ int runTrend(Args& a) {
   if (job.table.empty() || job.valueField.empty()) return failWith(kUsage);
   if (std::string why = geochem::checkTrendJob(job); !why.empty()) return failWith(why);
   try {
-    Database db = openWorkDatabase(work);
-    if (!db.tableExists(job.table)) return failWith("数据表不存在: " + job.table);
+    Database db = openWorkTable(work, job.table);
     CliInteraction ui(a);
     CliProgress progress("trend");
     geochem::TrendResult result;

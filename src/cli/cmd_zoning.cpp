@@ -58,8 +58,7 @@ int runZoningCommand(Args& a) {
     return failWith("unknown --order: " + o);
   geochem::ZoningResult r;
   try {
-    Database db = openWorkDatabase(work);
-    if (!db.tableExists(job.table)) return failWith("数据表不存在: " + job.table);
+    Database db = openWorkTable(work, job.table);
     r = geochem::runZoning(db, job);
   } catch (const StoreError& e) {
     return failWith(e.what());
